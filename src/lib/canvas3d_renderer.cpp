@@ -1,0 +1,162 @@
+#include "canvas3d_renderer.h"
+
+#include "canvas3d_item.h"
+#include "canvas3d_item_canvas.h"
+#include "canvas3d_view.h"
+#include "debug_window/debug_handler.h"
+#include "hide_view.h"
+#include "orvane_log.h"
+#include "orvane_operations.h"
+#include "orvane_singleton.h"
+#include "read_multisample_fbo.h"
+#include "render_info.h"
+
+#include <QOpenGLContext>
+#include <QOpenGLFramebufferObject>
+#include <QOpenGLFunctions>
+#include <QOpenGLFunctions_4_1_Core>
+#include <osg/DisplaySettings>
+#include <osg/GLExtensions>
+
+namespace Vorna {
+namespace Orvane {
+
+QOpenGLFunctions_4_1_Core* m_glFun = nullptr;
+
+namespace {
+QString glString(QOpenGLFunctions* gl, GLenum name)
+{
+    const GLubyte* s = gl->glGetString(name);
+    return s ? QString::fromLatin1(reinterpret_cast<const char*>(s)) : QString();
+}
+} // namespace
+
+Canvas3DRenderer::Canvas3DRenderer(Canvas3DItemCanvas* canvas) : m_canvas(canvas)
+{
+    initOSG(canvas);
+}
+
+Canvas3DRenderer::~Canvas3DRenderer()
+{
+    qCDebug(orvane) << "Renderer destroyed";
+    m_canvas->rendererDestroyed(this);
+    m_renderInfo = nullptr;
+    m_mainView = nullptr;
+    m_viewer = nullptr;
+    m_graphicsWindow = nullptr;
+}
+
+void Canvas3DRenderer::initOSG(Canvas3DItemCanvas* canvas)
+{
+    // QtQuick changes the default vertex array state between our frames: geometry made from
+    // here on must carry vertex array objects of its own.
+    osg::DisplaySettings::instance()->setVertexBufferHint(
+        osg::DisplaySettings::VERTEX_ARRAY_OBJECT);
+
+    Canvas3DItem* item = canvas->item();
+    QOpenGLFunctions* gl = QOpenGLContext::currentContext()->functions();
+    const QString version = glString(gl, GL_VERSION);
+    item->setVersion(QVersionNumber::fromString(version));
+    const bool timeline = osg::isGLExtensionSupported(0, "GL_NV_timeline_semaphore");
+    qCDebug(orvane) << "opengl version:" << version << "support timeline semaphore:" << timeline;
+    item->setVendor(glString(gl, GL_VENDOR));
+    qCDebug(orvane) << "opengl renderer:" << glString(gl, GL_RENDERER);
+
+    const int x = 0, y = 0;
+    const int width = static_cast<int>(item->width());
+    const int height = static_cast<int>(item->height());
+    m_graphicsWindow = new osgViewer::GraphicsWindowEmbedded(x, y, width, height);
+    m_viewer = new osgViewer::CompositeViewer;
+    osg::ref_ptr<osg::Viewport> viewport = new osg::Viewport(x, y, width, height);
+    m_mainView = ViewMgr::createView(m_graphicsWindow.get(), viewport.get());
+
+    ViewInfo* viewInfo = ViewMgr::getViewInfo(m_mainView.get());
+    viewInfo->canvas = canvas;
+    viewInfo->compViewer = m_viewer.get();
+
+    m_renderInfo = new RenderInfo;
+    m_renderInfo->compViewer(m_viewer.get());
+    m_renderInfo->mainView(m_mainView.get());
+    m_renderInfo->canvas = canvas;
+    m_renderInfo->masterCamera(m_mainView->getCamera());
+    m_renderInfo->viewInfo(viewInfo);
+    m_renderInfo->readMultiSampleFBO.reset(new ReadMultiSampleFBO(width, height));
+
+    m_viewer->setUserData(m_renderInfo.get());
+    m_viewer->addView(m_mainView.get());
+
+    osg::State* state = m_graphicsWindow->getState();
+    state->setUseModelViewAndProjectionUniforms(true);
+    state->setGlobalDefaultModeValue(GL_BLEND, true);
+
+    m_graphicsWindow->setEventQueue(item->eventQueue());
+    m_viewer->setUpdateOperations(item->operationQueue());
+    canvas->setMainView(m_mainView.get());
+    m_viewer->setThreadingModel(osgViewer::ViewerBase::SingleThreaded);
+    // Queued behind whatever the application added before the renderer existed.
+    canvas->addOperation(new AddEventHandler(new RenderDebug::DebugHandler));
+    OrvaneSingleton::instance()->setCanvas(canvas);
+    m_viewer->addView(createHideView(m_renderInfo.get(), m_mainView.get()));
+}
+
+void Canvas3DRenderer::synchronize(QQuickFramebufferObject* item)
+{
+    auto* canvasItem = static_cast<Canvas3DItem*>(item);
+    m_renderInfo->canvas = canvasItem->getCanvasBase();
+    m_window = canvasItem->window();
+    // Node state belongs to the render thread: invalidate here, with the GUI thread blocked.
+    if (m_samplesChanged.exchange(false))
+        invalidateFramebufferObject();
+}
+
+QOpenGLFramebufferObject* Canvas3DRenderer::createFramebufferObject(const QSize& size)
+{
+    QOpenGLFramebufferObjectFormat format;
+    format.setAttachment(QOpenGLFramebufferObject::CombinedDepthStencil);
+    format.setSamples(static_cast<int>(m_samples.load()));
+    auto* fbo = new QOpenGLFramebufferObject(size, format);
+    m_renderInfo->setFBO(fbo);
+    return fbo;
+}
+
+bool Canvas3DRenderer::setUpdateBlocked(bool block)
+{
+    qCInfo(orvane) << "setUpdateBlocked:" << block;
+    if (m_updateBlocked.exchange(block) == block)
+        return false;
+    return !block;
+}
+
+void Canvas3DRenderer::setSamples(unsigned int samples)
+{
+    m_samples = samples;
+    m_samplesChanged = true;
+}
+
+void Canvas3DRenderer::render()
+{
+    if (m_updateBlocked)
+        return;
+    QOpenGLContext* context = QOpenGLContext::currentContext();
+    // QtQuick may leave its own program bound; OSG's state tracking doesn't know of it.
+    context->functions()->glUseProgram(0);
+    auto* functions = context->versionFunctions<QOpenGLFunctions_4_1_Core>();
+    if (functions && functions != m_glFun)
+        functions->initializeOpenGLFunctions();
+    m_glFun = functions;
+    // Render-to-texture passes unbind to the context's default framebuffer: make that ours.
+    if (m_renderInfo->FBO)
+        m_graphicsWindow->setDefaultFboId(m_renderInfo->FBO->handle());
+
+    m_viewer->frame(USE_REFERENCE_TIME);
+
+    if (osg::State* state = m_mainView->getCamera()->getGraphicsContext()->getState()) {
+        state->lazyDisablingOfVertexAttributes();
+        state->applyDisablingOfVertexAttributes();
+    }
+    if (m_window)
+        m_window->resetOpenGLState();
+}
+
+} // namespace Orvane
+} // namespace Vorna

@@ -1,0 +1,67 @@
+#include "debug_handler.h"
+
+#include "orvane_log.h"
+
+#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QWindow>
+
+namespace Vorna {
+namespace Orvane {
+namespace RenderDebug {
+
+void DebugUI::enableDebug()
+{
+    qCDebug(orvane) << "enableDebug implemantation";
+    if (QGuiApplication::allWindows().isEmpty()) {
+        qCDebug(orvane) << "can't find any window";
+        return;
+    }
+}
+
+void DebugUI::disableDebug() {}
+
+DebugHandler::DebugHandler()
+{
+    // Nobody types "orvdbg" by accident.
+    for (char c : {'o', 'r', 'v', 'd', 'b', 'g'})
+        m_keySequence.append(c);
+}
+
+bool DebugHandler::handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAdapter&)
+{
+    if (ea.getEventType() != osgGA::GUIEventAdapter::KEYDOWN)
+        return false;
+    const int key = ea.getKey();
+    if (key == osgGA::GUIEventAdapter::KEY_Shift_L || key == osgGA::GUIEventAdapter::KEY_Shift_R)
+        return false;
+    if (m_typedKeys.isEmpty() || m_typedKeys.last() != key)
+        m_typedKeys.append(key);
+    if (m_typedKeys.size() == m_keySequence.size()) {
+        if (m_typedKeys == m_keySequence)
+            m_debugUI ? disableDebug() : enableDebug();
+        m_typedKeys.clear();
+    }
+    return false;
+}
+
+void DebugHandler::enableDebug()
+{
+    qCDebug(orvane) << "enable render debug";
+    m_debugUI = new DebugUI;
+    if (QCoreApplication::instance())
+        m_debugUI->moveToThread(QCoreApplication::instance()->thread());
+    QMetaObject::invokeMethod(m_debugUI, "enableDebug", Qt::QueuedConnection);
+}
+
+void DebugHandler::disableDebug()
+{
+    qCDebug(orvane) << "disable render debug";
+    QMetaObject::invokeMethod(m_debugUI, "disableDebug", Qt::QueuedConnection);
+    m_debugUI->deleteLater();
+    m_debugUI = nullptr;
+}
+
+} // namespace RenderDebug
+} // namespace Orvane
+} // namespace Vorna

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <osg/Image>
+
+namespace Vorna {
+namespace Orvane {
+
+// Reads depth or colour from the framebuffer that is bound. One per canvas; render thread only,
+// with the context current (from inside a camera draw callback).
+class ReadMultiSampleFBO
+{
+public:
+    ReadMultiSampleFBO(int width, int height);
+    ~ReadMultiSampleFBO();
+
+    // The canvas framebuffer is read directly; no resolve pass.
+    bool isMultiSample() const { return false; }
+    // One float per pixel, window depth.
+    bool readDepth(osg::Image* image, int x, int y, int width, int height);
+    // RGBA, one byte per channel.
+    bool readColor(osg::Image* image, int x, int y, int width, int height);
+
+    bool needResize(int, int, int&, int&) const { return false; }
+    void resizeFBO(int, int) {}
+    void initializeFBO() {}
+    void releaseFBO() {}
+    bool isFBOInitialized() const { return m_initialized; }
+    unsigned int lastError() const { return m_lastError; }
+
+private:
+    bool read(osg::Image* image, int x, int y, int width, int height, unsigned int format,
+              unsigned int type);
+
+    unsigned int m_readFbo = 0;
+    unsigned int m_resolveFbo = 0;
+    unsigned int m_reserved0 = 0;
+    unsigned int m_reserved1 = 0;
+    unsigned int m_lastError = 0;
+    bool m_initialized = false;
+    int m_width;
+    int m_height;
+};
+
+} // namespace Orvane
+} // namespace Vorna
