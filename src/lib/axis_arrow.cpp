@@ -1,44 +1,70 @@
 #include "axis_arrow.h"
 
+#include <cmath>
 #include <osg/Geode>
 #include <osg/Geometry>
-#include <osg/LineWidth>
-#include <osg/ShapeDrawable>
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
+
+namespace
+{
+
+osg::Geometry* makeGeometry(osg::Vec3Array* vertices, GLenum mode, const osg::Vec4f& color)
+{
+    auto* geometry = new osg::Geometry;
+    geometry->setUseDisplayList(false);
+    geometry->setUseVertexBufferObjects(true);
+    geometry->setUseVertexArrayObject(true);
+    geometry->setVertexArray(vertices);
+    auto* colors = new osg::Vec4Array;
+    colors->push_back(color);
+    geometry->setColorArray(colors, osg::Array::BIND_OVERALL);
+    geometry->addPrimitiveSet(new osg::DrawArrays(mode, 0, static_cast<GLsizei>(vertices->size())));
+    return geometry;
+}
+
+} // namespace
 
 osg::Node* createAxisWithArrow(const osg::Vec3f& from, const osg::Vec3f& to,
                                const osg::Vec4f& color)
 {
-    auto* geode = new osg::Geode;
     const osg::Vec3f axis = to - from;
     const float length = axis.length();
+    const osg::Vec3f direction = length > 0.0f ? axis / length : osg::Vec3f(1.0f, 0.0f, 0.0f);
+    const osg::Vec3f coneBase = to - direction * (length * 0.2f);
 
-    auto* line = new osg::Geometry;
-    line->setUseDisplayList(false);
-    line->setUseVertexBufferObjects(true);
-    auto* vertices = new osg::Vec3Array;
-    vertices->push_back(from);
-    vertices->push_back(to - axis * 0.2f);
-    auto* colors = new osg::Vec4Array;
-    colors->push_back(color);
-    line->setVertexArray(vertices);
-    line->setColorArray(colors, osg::Array::BIND_OVERALL);
-    line->addPrimitiveSet(new osg::DrawArrays(GL_LINES, 0, 2));
-    geode->addDrawable(line);
+    auto* lineVertices = new osg::Vec3Array;
+    lineVertices->push_back(from);
+    lineVertices->push_back(coneBase);
 
-    // The cone's base sits where the line ends.
-    const float coneHeight = length * 0.2f;
-    auto* cone = new osg::Cone(to - axis * 0.2f + axis * 0.25f * 0.2f, length * 0.05f, coneHeight);
-    osg::Quat rotation;
-    rotation.makeRotate(osg::Vec3f(0.0f, 0.0f, 1.0f), axis);
-    cone->setRotation(rotation);
-    auto* coneDrawable = new osg::ShapeDrawable(cone);
-    coneDrawable->setColor(color);
-    coneDrawable->setUseDisplayList(false);
-    geode->addDrawable(coneDrawable);
+    // Any vector not parallel to the axis gives the cone's base plane.
+    osg::Vec3f side = direction ^ osg::Vec3f(0.0f, 0.0f, 1.0f);
+    if (side.length2() < 1e-6f)
+        side = direction ^ osg::Vec3f(0.0f, 1.0f, 0.0f);
+    side.normalize();
+    const osg::Vec3f up = direction ^ side;
+    const float radius = length * 0.05f;
+    constexpr int kSegments = 16;
+    auto* coneVertices = new osg::Vec3Array;
+    for (int i = 0; i < kSegments; ++i) {
+        const float a0 = 2.0f * osg::PIf * i / kSegments;
+        const float a1 = 2.0f * osg::PIf * (i + 1) / kSegments;
+        const osg::Vec3f p0 = coneBase + (side * std::cos(a0) + up * std::sin(a0)) * radius;
+        const osg::Vec3f p1 = coneBase + (side * std::cos(a1) + up * std::sin(a1)) * radius;
+        coneVertices->push_back(to);
+        coneVertices->push_back(p0);
+        coneVertices->push_back(p1);
+        coneVertices->push_back(coneBase);
+        coneVertices->push_back(p1);
+        coneVertices->push_back(p0);
+    }
 
+    auto* geode = new osg::Geode;
+    geode->addDrawable(makeGeometry(lineVertices, GL_LINES, color));
+    geode->addDrawable(makeGeometry(coneVertices, GL_TRIANGLES, color));
     geode->getOrCreateStateSet()->setMode(GL_LIGHTING, osg::StateAttribute::OFF);
     return geode;
 }

@@ -17,13 +17,16 @@
 Q_DECLARE_METATYPE(osg::Operation*)
 Q_DECLARE_METATYPE(std::vector<osg::ref_ptr<osg::Operation>>)
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 Qt::WindowState Canvas3DItem::m_oldWindowState = Qt::WindowNoState;
 QSharedPointer<SpaceMouseMgr> Canvas3DItem::m_pSpaceMouseMgr;
 
-namespace {
+namespace
+{
 // Used when no screen reports a rate, so that budgets stay finite.
 constexpr double kFallbackRefreshRate = 60.0;
 } // namespace
@@ -76,8 +79,8 @@ void Canvas3DItem::setClearColor(const QColor& color)
     if (color == m_clearColor)
         return;
     m_clearColor = color;
-    addOperation(new ClearColorOperation(osg::Vec4f(color.redF(), color.greenF(), color.blueF(),
-                                                    color.alphaF())));
+    addOperation(new ClearColorOperation(
+        osg::Vec4f(color.redF(), color.greenF(), color.blueF(), color.alphaF())));
     emit clearColorChanged(color);
 }
 
@@ -222,9 +225,15 @@ void Canvas3DItem::addOperations(std::vector<osg::ref_ptr<osg::Operation>> ops)
     frame();
 }
 
-CanvasBase* Canvas3DItem::getCanvasBase() const { return m_canvas.get(); }
+CanvasBase* Canvas3DItem::getCanvasBase() const
+{
+    return m_canvas.get();
+}
 
-osgViewer::View* Canvas3DItem::mainView() const { return m_canvas->mainView(); }
+osgViewer::View* Canvas3DItem::mainView() const
+{
+    return m_canvas->mainView();
+}
 
 void Canvas3DItem::callUpdate()
 {

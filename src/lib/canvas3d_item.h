@@ -7,18 +7,21 @@
 #include <QSharedPointer>
 #include <QTimer>
 #include <QVersionNumber>
+#include <atomic>
 #include <osg/OperationThread>
 #include <osg/ref_ptr>
 #include <osgGA/EventQueue>
-#include <atomic>
 #include <vector>
 
-namespace osgViewer {
+namespace osgViewer
+{
 class View;
 }
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 class Canvas3DItemCanvas;
 class Canvas3DRenderer;
@@ -76,6 +79,8 @@ public:
     osgViewer::View* mainView() const;
 
     bool isRendererCreated() const { return m_rendererCreated; }
+    // Milliseconds of frames still wanted; 0 when the canvas is idle. GUI thread.
+    int remainingFrameBudget() const { return m_remainingMs; }
     TriggerUpdateType getTriggerUpdateType() const { return m_triggerUpdateType; }
     void setTriggerUpdateType(TriggerUpdateType type);
 

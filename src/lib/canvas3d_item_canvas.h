@@ -6,8 +6,10 @@
 #include <QSharedPointer>
 #include <osg/observer_ptr>
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 class Canvas3DItem;
 class Canvas3DRenderer;

@@ -18,12 +18,15 @@
 #include <osg/DisplaySettings>
 #include <osg/GLExtensions>
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 QOpenGLFunctions_4_1_Core* m_glFun = nullptr;
 
-namespace {
+namespace
+{
 QString glString(QOpenGLFunctions* gl, GLenum name)
 {
     const GLubyte* s = gl->glGetString(name);

@@ -11,8 +11,10 @@
 
 class QOpenGLFunctions_4_1_Core;
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 class Canvas3DItemCanvas;
 class RenderInfo;

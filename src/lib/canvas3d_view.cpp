@@ -6,10 +6,13 @@
 #include <osg/Camera>
 #include <osg/NodeVisitor>
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
-namespace {
+namespace
+{
 
 class UpdateViewportUniformCallback : public osg::UniformCallback
 {
@@ -69,9 +72,9 @@ osgViewer::View* ViewMgr::createView(osg::GraphicsContext* gc, osg::Viewport* vi
     camera->setGraphicsContext(gc);
     camera->addPostDrawCallback(new PostDrawCallBack);
 
-    const osg::Vec4f vp = viewport ? osg::Vec4f(viewport->x(), viewport->y(), viewport->width(),
-                                                viewport->height())
-                                   : osg::Vec4f();
+    const osg::Vec4f vp =
+        viewport ? osg::Vec4f(viewport->x(), viewport->y(), viewport->width(), viewport->height())
+                 : osg::Vec4f();
     camera->getOrCreateStateSet()->addUniform(createViewportUniform(vp), osg::StateAttribute::ON);
 
     osg::ref_ptr<ViewInfo> info = new ViewInfo;
@@ -114,7 +117,10 @@ ViewInfo* ViewMgr::getViewInfo(osgViewer::View* view)
     return view ? dynamic_cast<ViewInfo*>(view->getUserData()) : nullptr;
 }
 
-bool ViewMgr::isCreateBy(osgViewer::View* view) { return getViewInfo(view) != nullptr; }
+bool ViewMgr::isCreateBy(osgViewer::View* view)
+{
+    return getViewInfo(view) != nullptr;
+}
 
 osg::Group* ViewMgr::getRoot(osgViewer::View* view)
 {

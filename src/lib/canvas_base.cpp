@@ -1,7 +1,9 @@
 #include "canvas_base.h"
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 CanvasBase::CanvasBase() = default;
 CanvasBase::~CanvasBase() = default;

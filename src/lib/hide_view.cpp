@@ -6,8 +6,10 @@
 
 #include <osg/Group>
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 osg::Texture2D* createColorTexture(int width, int height)
 {

@@ -4,8 +4,10 @@
 #include <osg/Texture2D>
 #include <osgViewer/View>
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 class RenderInfo;
 

@@ -2,8 +2,10 @@
 
 #include <QKeyEvent>
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 bool KeyEventFilter::eventFilter(QObject* watched, QEvent* event)
 {

@@ -4,8 +4,10 @@
 
 class QKeyEvent;
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 // Lets the canvas hear every key of its window, focused or not; the event goes on unchanged.
 // GUI thread.

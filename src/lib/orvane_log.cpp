@@ -1,7 +1,9 @@
 #include "orvane_log.h"
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 const QLoggingCategory& orvane()
 {

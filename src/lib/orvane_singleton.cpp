@@ -3,8 +3,10 @@
 #include "canvas_base.h"
 #include "orvane_log.h"
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 OrvaneSingleton::OrvaneSingleton(QObject* parent) : QObject(parent)
 {
@@ -17,9 +19,15 @@ OrvaneSingleton* OrvaneSingleton::instance()
     return singleton;
 }
 
-void OrvaneSingleton::setCanvas(CanvasBase* canvas) { m_canvas = canvas; }
+void OrvaneSingleton::setCanvas(CanvasBase* canvas)
+{
+    m_canvas = canvas;
+}
 
-CanvasBase* OrvaneSingleton::getCanvas() const { return m_canvas.get(); }
+CanvasBase* OrvaneSingleton::getCanvas() const
+{
+    return m_canvas.get();
+}
 
 } // namespace Orvane
 } // namespace Vorna

@@ -3,8 +3,10 @@
 #include <QObject>
 #include <osg/observer_ptr>
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 class CanvasBase;
 

@@ -5,8 +5,10 @@
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 ReadMultiSampleFBO::ReadMultiSampleFBO(int width, int height) : m_width(width), m_height(height) {}
 

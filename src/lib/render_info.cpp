@@ -2,12 +2,18 @@
 
 #include "read_multisample_fbo.h"
 
+#include <QOpenGLFramebufferObject>
 #include <osg/RenderInfo>
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
-RenderInfo::RenderInfo() = default;
+RenderInfo::RenderInfo()
+{
+    qRegisterMetaType<QOpenGLFramebufferObject*>("QOpenGLFramebufferObject*");
+}
 RenderInfo::~RenderInfo() = default;
 
 osgViewer::CompositeViewer* RenderInfo::compViewer(osgViewer::CompositeViewer* viewer)

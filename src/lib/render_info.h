@@ -12,8 +12,10 @@
 
 class QOpenGLFramebufferObject;
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 class ReadMultiSampleFBO;
 

@@ -6,9 +6,12 @@
 #include <QGuiApplication>
 #include <QWindow>
 
-namespace Vorna {
-namespace Orvane {
-namespace RenderDebug {
+namespace Vorna
+{
+namespace Orvane
+{
+namespace RenderDebug
+{
 
 void DebugUI::enableDebug()
 {

@@ -2,12 +2,20 @@
 
 #include "orvane_log.h"
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
-SpaceMouseMgr::SpaceMouseMgr(CanvasBase* canvas) : m_canvas(canvas) { init(canvas); }
+SpaceMouseMgr::SpaceMouseMgr(CanvasBase* canvas) : m_canvas(canvas)
+{
+    init(canvas);
+}
 
-SpaceMouseMgr::~SpaceMouseMgr() { qCDebug(orvane) << "SpaceMouseMgr Renderer destroyed"; }
+SpaceMouseMgr::~SpaceMouseMgr()
+{
+    qCDebug(orvane) << "SpaceMouseMgr Renderer destroyed";
+}
 
 } // namespace Orvane
 } // namespace Vorna

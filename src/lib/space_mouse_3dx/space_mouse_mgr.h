@@ -4,12 +4,15 @@
 #include <vector>
 
 class CustomizeManipulator;
-namespace osg {
+namespace osg
+{
 class Switch;
 }
 
-namespace Vorna {
-namespace Orvane {
+namespace Vorna
+{
+namespace Orvane
+{
 
 class CanvasBase;
 class WatchActiveEH;

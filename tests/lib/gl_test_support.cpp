@@ -1,0 +1,165 @@
+#include "gl_test_support.h"
+
+#include "orvane_operations.h"
+
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QMutex>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QTest>
+#include <gtest/gtest.h>
+
+using namespace Vorna::Orvane;
+
+namespace OrvaneTest
+{
+
+namespace
+{
+QMutex g_logMutex;
+QStringList g_log;
+QtMessageHandler g_previousHandler = nullptr;
+int g_captures = 0;
+
+void captureHandler(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    if (context.category && QByteArray(context.category) == "Vorna.Orvane") {
+        QMutexLocker lock(&g_logMutex);
+        g_log << message;
+    }
+    if (g_previousHandler && type != QtDebugMsg && type != QtInfoMsg)
+        g_previousHandler(type, context, message);
+}
+
+class FrameCounter : public osg::Camera::DrawCallback
+{
+public:
+    explicit FrameCounter(std::shared_ptr<std::atomic<int>> count) : m_count(std::move(count)) {}
+    void operator()(osg::RenderInfo&) const override { ++*m_count; }
+
+private:
+    std::shared_ptr<std::atomic<int>> m_count;
+};
+} // namespace
+
+bool waitUntil(const std::function<bool()>& done, int timeoutMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QTest::qWait(5);
+    }
+    return true;
+}
+
+LogCapture::LogCapture()
+{
+    QMutexLocker lock(&g_logMutex);
+    if (g_captures++ == 0)
+        g_previousHandler = qInstallMessageHandler(captureHandler);
+    g_log.clear();
+}
+
+LogCapture::~LogCapture()
+{
+    QMutexLocker lock(&g_logMutex);
+    if (--g_captures == 0)
+        qInstallMessageHandler(g_previousHandler);
+}
+
+QStringList LogCapture::lines() const
+{
+    QMutexLocker lock(&g_logMutex);
+    return g_log;
+}
+
+bool LogCapture::contains(const QString& text) const
+{
+    return count(text) > 0;
+}
+
+int LogCapture::count(const QString& text) const
+{
+    int n = 0;
+    for (const QString& line : lines())
+        n += line.contains(text) ? 1 : 0;
+    return n;
+}
+
+const QColor CanvasWindow::kSiblingColor(20, 200, 60);
+
+CanvasWindow::CanvasWindow() : m_window(new QQuickWindow), m_frames(new std::atomic<int>(0))
+{
+    m_window->resize(kWidth, kHeight);
+    m_window->setColor(Qt::black);
+    m_item = new Canvas3DItem(m_window->contentItem());
+    m_item->setSize(QSizeF(kCanvasWidth, kHeight));
+
+    static QQmlEngine engine;
+    QQmlComponent component(&engine);
+    component.setData(QByteArrayLiteral("import QtQuick 2.15\nRectangle { color: \"") +
+                          kSiblingColor.name().toLatin1() + "\" }",
+                      QUrl());
+    auto* sibling = qobject_cast<QQuickItem*>(component.create());
+    sibling->setParentItem(m_window->contentItem());
+    sibling->setParent(m_window->contentItem());
+    sibling->setX(kCanvasWidth);
+    sibling->setSize(QSizeF(kWidth - kCanvasWidth, kHeight));
+}
+
+CanvasWindow::~CanvasWindow()
+{
+    m_window.reset();
+    QCoreApplication::processEvents();
+}
+
+bool CanvasWindow::show()
+{
+    m_window->show();
+    return waitUntil([this] { return m_item->isRendererCreated(); });
+}
+
+void CanvasWindow::destroyItem()
+{
+    delete m_item;
+    m_item = nullptr;
+}
+
+QImage CanvasWindow::grab()
+{
+    return m_window->grabWindow().convertToFormat(QImage::Format_ARGB32);
+}
+
+void CanvasWindow::installFrameCounter()
+{
+    auto counter = m_frames;
+    m_item->addOperation(new LambdaOperation([counter](RenderInfo& info) {
+        info.masterCamera()->addFinalDrawCallback(new FrameCounter(counter));
+    }));
+}
+
+int CanvasWindow::sceneFrames() const
+{
+    return m_frames->load();
+}
+
+bool near(const QColor& a, const QColor& b, int tolerance)
+{
+    return std::abs(a.red() - b.red()) <= tolerance &&
+           std::abs(a.green() - b.green()) <= tolerance &&
+           std::abs(a.blue() - b.blue()) <= tolerance;
+}
+
+} // namespace OrvaneTest
+
+int main(int argc, char** argv)
+{
+    QGuiApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "canvas3d_item.h"
+
+#include <QColor>
+#include <QImage>
+#include <QQuickWindow>
+#include <QStringList>
+#include <functional>
+#include <memory>
+#include <osg/Camera>
+
+namespace OrvaneTest
+{
+
+// Spins the event loop until `done` holds or `timeoutMs` passes; returns `done()`.
+bool waitUntil(const std::function<bool()>& done, int timeoutMs = 5000);
+
+// Records every message of the library's logging category while alive.
+class LogCapture
+{
+public:
+    LogCapture();
+    ~LogCapture();
+    QStringList lines() const;
+    bool contains(const QString& text) const;
+    int count(const QString& text) const;
+};
+
+// A window holding a Canvas3DItem on its left and a plain QML rectangle on its right, so that
+// tests see both the scene and QtQuick's own drawing.
+class CanvasWindow
+{
+public:
+    static constexpr int kCanvasWidth = 160;
+    static constexpr int kHeight = 120;
+    static constexpr int kWidth = 240;
+    static const QColor kSiblingColor;
+
+    CanvasWindow();
+    ~CanvasWindow();
+
+    QQuickWindow* window() const { return m_window.get(); }
+    Vorna::Orvane::Canvas3DItem* item() const { return m_item; }
+    // Shows the window and waits for the renderer to be created.
+    bool show();
+    // Destroys the item and keeps the window.
+    void destroyItem();
+    QImage grab();
+    // Counts scene frames: a final draw callback on the canvas's master camera.
+    int sceneFrames() const;
+    void installFrameCounter();
+
+private:
+    std::unique_ptr<QQuickWindow> m_window;
+    Vorna::Orvane::Canvas3DItem* m_item = nullptr;
+    std::shared_ptr<std::atomic<int>> m_frames;
+};
+
+// Whether two colours agree per channel within `tolerance` (0..255).
+bool near(const QColor& a, const QColor& b, int tolerance);
+
+} // namespace OrvaneTest
