@@ -1,0 +1,72 @@
+// The viewer: a QML window with a Canvas3DItem, driven only through operations, as an
+// application embedding the library would.
+#include "builtin_scene.h"
+
+#include "canvas3d_item.h"
+#include "canvas3d_view.h"
+#include "orvane_operations.h"
+
+#include <QCommandLineParser>
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QQmlContext>
+#include <QQuickWindow>
+#include <QTimer>
+#include <cstdio>
+
+using namespace Vorna::Orvane;
+
+int main(int argc, char** argv)
+{
+    QGuiApplication app(argc, argv);
+    QCoreApplication::setApplicationName("orvane_viewer");
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription("Shows the liborvane canvas on a built-in scene.");
+    parser.addHelpOption();
+    QCommandLineOption grabOption("grab", "Render, save the window to <png> and quit.", "png");
+    QCommandLineOption sizeOption("size", "Window size as WxH.", "WxH", "1024x768");
+    parser.addOption(grabOption);
+    parser.addOption(sizeOption);
+    parser.process(app);
+
+    const QStringList size = parser.value(sizeOption).split('x');
+    const int width = size.value(0).toInt(), height = size.value(1).toInt();
+    if (size.size() != 2 || width <= 0 || height <= 0) {
+        std::fprintf(stderr, "bad --size '%s', expected WxH\n",
+                     qPrintable(parser.value(sizeOption)));
+        return 2;
+    }
+
+    qmlRegisterType<Canvas3DItem>("Vorna.Orvane", 1, 0, "Canvas3DItem");
+    QQmlApplicationEngine engine;
+    engine.rootContext()->setContextProperty("viewerWidth", width);
+    engine.rootContext()->setContextProperty("viewerHeight", height);
+    engine.rootContext()->setContextProperty("viewerStatus", "built-in scene: torus");
+    engine.load(QUrl("qrc:/viewer/main.qml"));
+    if (engine.rootObjects().isEmpty())
+        return 1;
+    auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
+    auto* canvas = window->findChild<Canvas3DItem*>("canvas");
+
+    osg::ref_ptr<osg::Node> mesh = createBuiltinMesh();
+    canvas->addOperation(new LambdaOperation(
+        [mesh](RenderInfo& info) { ViewMgr::getModel(info.mainView())->addChild(mesh.get()); }));
+    canvas->home();
+
+    if (parser.isSet(grabOption)) {
+        const QString path = parser.value(grabOption);
+        QObject::connect(canvas, &Canvas3DItem::rendererCreated, [&, path] {
+            // A few frames for the queued scene to land, then read the window back.
+            QTimer::singleShot(500, [&, path] {
+                const QImage image = window->grabWindow();
+                const bool saved = image.save(path);
+                std::fprintf(saved ? stdout : stderr, "%s %s (%dx%d)\n",
+                             saved ? "saved" : "could not save", qPrintable(path), image.width(),
+                             image.height());
+                app.exit(saved ? 0 : 1);
+            });
+        });
+    }
+    return app.exec();
+}
