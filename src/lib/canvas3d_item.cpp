@@ -64,6 +64,8 @@ Canvas3DItem::Canvas3DItem(QQuickItem* parent)
 Canvas3DItem::~Canvas3DItem()
 {
     qCDebug(orvane) << "Canvas item destroyed";
+    // The base destructor leaves the window and emits windowChanged: no slot of ours may run then.
+    disconnect(this, &QQuickItem::windowChanged, this, &Canvas3DItem::onWindowChanged);
     if (window())
         window()->removeEventFilter(m_keyEventFilter.data());
     m_canvas->detachItem();
