@@ -50,7 +50,7 @@ osg::Node* createBuiltinMesh(int rings, int sides)
     auto* transform = new osg::MatrixTransform;
     transform->setName("builtin torus");
     // Tilted towards the default home view, which looks along +y.
-    transform->setMatrix(osg::Matrix::rotate(osg::DegreesToRadians(-55.0), osg::X_AXIS));
+    transform->setMatrix(osg::Matrix::rotate(osg::DegreesToRadians(55.0), osg::X_AXIS));
     transform->addChild(geode);
     return transform;
 }

@@ -1,0 +1,43 @@
+// The viewer's headless run: the saved frame must show the built-in scene, not just a clear colour.
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <set>
+
+#ifndef ORVANE_VIEWER_PATH
+#error "ORVANE_VIEWER_PATH must name the viewer executable"
+#endif
+
+TEST(ViewerTest, GrabWritesAFrameShowingTheBuiltinScene)
+{
+    QTemporaryDir dir;
+    const QString png = dir.filePath("frame.png");
+    QProcess viewer;
+    viewer.start(ORVANE_VIEWER_PATH, {"--size", "320x240", "--grab", png});
+    ASSERT_TRUE(viewer.waitForFinished(60000));
+    ASSERT_EQ(viewer.exitCode(), 0) << viewer.readAllStandardError().toStdString();
+
+    QImage image(png);
+    ASSERT_FALSE(image.isNull());
+    EXPECT_EQ(image.size(), QSize(320, 240));
+    const QColor background(0x20, 0x24, 0x2c);
+    const QColor centreBand = image.pixelColor(160, 240 / 2 - 80 / 2);
+    // The torus is lit warm; the background is a cool grey.
+    EXPECT_GT(centreBand.red(), centreBand.blue() + 40) << qPrintable(centreBand.name());
+    EXPECT_EQ(image.pixelColor(5, 5), background);
+    std::set<QRgb> colours;
+    for (int y = 0; y < image.height(); y += 4)
+        for (int x = 0; x < image.width(); x += 4)
+            colours.insert(image.pixel(x, y));
+    EXPECT_GT(colours.size(), 50u) << "the frame is nearly uniform";
+}
+
+TEST(ViewerTest, BadSizeIsRefusedWithAMessage)
+{
+    QProcess viewer;
+    viewer.start(ORVANE_VIEWER_PATH, {"--size", "0xabc"});
+    ASSERT_TRUE(viewer.waitForFinished(30000));
+    EXPECT_EQ(viewer.exitCode(), 2);
+    EXPECT_TRUE(viewer.readAllStandardError().contains("bad --size"));
+}
