@@ -2,6 +2,7 @@
 
 #include <QColor>
 #include <QElapsedTimer>
+#include <QKeyEvent>
 #include <QQuickFramebufferObject>
 #include <QScopedPointer>
 #include <QSharedPointer>
@@ -34,6 +35,15 @@ struct SpaceMouseCommandStruct;
 // QtQuick render thread. Frames are rendered on demand: frame()/framing() arm a budget in
 // milliseconds, and each pacing tick turns a non-zero budget into QQuickItem::update().
 // frame(), framing(), setMaxFrame() and addOperation() may be called from any thread.
+// Which pointer events the item translates; a disabled one is ignored and propagates.
+struct MouseEventControlStruct {
+    bool enablePress = true;
+    bool enableRelease = true;
+    bool enableDoubleClick = true;
+    bool enableMove = true;
+    bool enableWheel = true;
+};
+
 class Canvas3DItem : public QQuickFramebufferObject
 {
     Q_OBJECT
@@ -84,6 +94,14 @@ public:
     TriggerUpdateType getTriggerUpdateType() const { return m_triggerUpdateType; }
     void setTriggerUpdateType(TriggerUpdateType type);
 
+    void setEnableMouseEvent(const MouseEventControlStruct& control) { m_mouseControl = control; }
+    void setEnable2FingerScrollZoomOnTrackpad(bool enable) { m_enable2FingerScrollZoom = enable; }
+    void setKeyScrollAddition(unsigned int key) { m_keyScrollAddition = key; }
+    // Qt key to the code that handlers see: space, fourteen letters in lower case, and the
+    // modifier and delete keys as X11 keysyms; everything else unchanged.
+    static int getOsgKey(QKeyEvent* event);
+    static unsigned int getOsgEventButton(Qt::MouseButton button);
+
     bool enable3DConnexion(bool enable);
     bool set3DxCustomizeCommand(const std::vector<SpaceMouseCommandStruct>& commands);
     static QSharedPointer<SpaceMouseMgr> spaceMouseMgr() { return m_pSpaceMouseMgr; }
@@ -104,6 +122,15 @@ signals:
     void maxFrameChanged();
 
 protected:
+    void keyPressEvent(QKeyEvent* event) override;
+    void keyReleaseEvent(QKeyEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void hoverMoveEvent(QHoverEvent* event) override;
+    bool event(QEvent* event) override;
     void geometryChanged(const QRectF& newGeometry, const QRectF& oldGeometry) override;
 
 private slots:
@@ -126,6 +153,10 @@ private:
     void disconnectFrameSwapped();
     void makeUpdateTimer();
     void initSpaceMouse();
+    void setKeyboardModifiers(QInputEvent* event);
+    void setMouseEventData(QMouseEvent* event);
+    void setHoverEventData(QHoverEvent* event);
+    void addScrollEvent(bool up);
 
     QColor m_clearColor;
     double m_widthRatio = 1.0;
@@ -149,6 +180,16 @@ private:
     int m_frameSwappedInterval = 1;
     int m_frameSwappedCount = 0;
     QMetaObject::Connection m_frameSwappedConnection;
+
+    // Input state, GUI thread; positions in device pixels.
+    osg::Vec2f m_mousePos;
+    unsigned int m_modKeyMask = 0;
+    unsigned int m_mouseButton = 0;
+    bool m_skipNextHover = false;
+    MouseEventControlStruct m_mouseControl;
+    unsigned int m_currentKey = 0;
+    unsigned int m_keyScrollAddition = Qt::Key_Alt;
+    bool m_enable2FingerScrollZoom = true;
 
     static Qt::WindowState m_oldWindowState;
     static QSharedPointer<SpaceMouseMgr> m_pSpaceMouseMgr;
