@@ -157,6 +157,9 @@ private:
     void setMouseEventData(QMouseEvent* event);
     void setHoverEventData(QHoverEvent* event);
     void addScrollEvent(bool up);
+    // False when the event kind is disabled: the event is then ignored and propagates.
+    bool prepareMouseEvent(QMouseEvent* event, bool enabled);
+    void translateKeyEvent(QKeyEvent* event, bool press);
 
     QColor m_clearColor;
     double m_widthRatio = 1.0;

@@ -98,48 +98,39 @@ void Canvas3DItem::setHoverEventData(QHoverEvent* event)
     frame();
 }
 
-void Canvas3DItem::mousePressEvent(QMouseEvent* event)
+bool Canvas3DItem::prepareMouseEvent(QMouseEvent* event, bool enabled)
 {
-    if (!m_mouseControl.enablePress) {
+    if (!enabled) {
         event->ignore();
-        return;
+        return false;
     }
     setMouseEventData(event);
     setKeyboardModifiers(event);
-    m_eventQueue->mouseButtonPress(m_mousePos.x(), m_mousePos.y(), m_mouseButton);
+    return true;
+}
+
+void Canvas3DItem::mousePressEvent(QMouseEvent* event)
+{
+    if (prepareMouseEvent(event, m_mouseControl.enablePress))
+        m_eventQueue->mouseButtonPress(m_mousePos.x(), m_mousePos.y(), m_mouseButton);
 }
 
 void Canvas3DItem::mouseReleaseEvent(QMouseEvent* event)
 {
-    if (!m_mouseControl.enableRelease) {
-        event->ignore();
-        return;
-    }
-    setMouseEventData(event);
-    setKeyboardModifiers(event);
-    m_eventQueue->mouseButtonRelease(m_mousePos.x(), m_mousePos.y(), m_mouseButton);
+    if (prepareMouseEvent(event, m_mouseControl.enableRelease))
+        m_eventQueue->mouseButtonRelease(m_mousePos.x(), m_mousePos.y(), m_mouseButton);
 }
 
 void Canvas3DItem::mouseDoubleClickEvent(QMouseEvent* event)
 {
-    if (!m_mouseControl.enableDoubleClick) {
-        event->ignore();
-        return;
-    }
-    setMouseEventData(event);
-    setKeyboardModifiers(event);
-    m_eventQueue->mouseDoubleButtonPress(m_mousePos.x(), m_mousePos.y(), m_mouseButton);
+    if (prepareMouseEvent(event, m_mouseControl.enableDoubleClick))
+        m_eventQueue->mouseDoubleButtonPress(m_mousePos.x(), m_mousePos.y(), m_mouseButton);
 }
 
 void Canvas3DItem::mouseMoveEvent(QMouseEvent* event)
 {
-    if (!m_mouseControl.enableMove) {
-        event->ignore();
-        return;
-    }
-    setMouseEventData(event);
-    setKeyboardModifiers(event);
-    m_eventQueue->mouseMotion(m_mousePos.x(), m_mousePos.y());
+    if (prepareMouseEvent(event, m_mouseControl.enableMove))
+        m_eventQueue->mouseMotion(m_mousePos.x(), m_mousePos.y());
 }
 
 void Canvas3DItem::hoverMoveEvent(QHoverEvent* event)
@@ -205,30 +196,30 @@ bool Canvas3DItem::event(QEvent* e)
     return QQuickFramebufferObject::event(e);
 }
 
-void Canvas3DItem::keyPressEvent(QKeyEvent* event)
+void Canvas3DItem::translateKeyEvent(QKeyEvent* event, bool press)
 {
     if (!isVisible())
         return;
     const int key = getOsgKey(event);
     if (key == kOsgEscape)
         return;
-    m_currentKey = static_cast<unsigned int>(event->key());
+    m_currentKey = press ? static_cast<unsigned int>(event->key()) : 0;
     setKeyboardModifiers(event);
-    m_eventQueue->keyPress(key, 0);
+    if (press)
+        m_eventQueue->keyPress(key, 0);
+    else
+        m_eventQueue->keyRelease(key, 0);
     frame();
+}
+
+void Canvas3DItem::keyPressEvent(QKeyEvent* event)
+{
+    translateKeyEvent(event, true);
 }
 
 void Canvas3DItem::keyReleaseEvent(QKeyEvent* event)
 {
-    if (!isVisible())
-        return;
-    const int key = getOsgKey(event);
-    if (key == kOsgEscape)
-        return;
-    m_currentKey = 0;
-    setKeyboardModifiers(event);
-    m_eventQueue->keyRelease(key, 0);
-    frame();
+    translateKeyEvent(event, false);
 }
 
 } // namespace Orvane
