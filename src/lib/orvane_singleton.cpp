@@ -11,6 +11,7 @@ namespace Orvane
 OrvaneSingleton::OrvaneSingleton(QObject* parent) : QObject(parent)
 {
     qCDebug(orvane) << "multi-touch orvane singleton created";
+    m_shaderManager.init();
 }
 
 OrvaneSingleton* OrvaneSingleton::instance()

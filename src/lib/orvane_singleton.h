@@ -1,5 +1,7 @@
 #pragma once
 
+#include "canvas3d_shadermanager.h"
+
 #include <QObject>
 #include <osg/observer_ptr>
 
@@ -21,11 +23,14 @@ public:
     // The last canvas whose renderer was set up wins.
     void setCanvas(CanvasBase* canvas);
     CanvasBase* getCanvas() const;
+    // The one catalogue of named programs.
+    ShaderManager& getShaderManager() { return m_shaderManager; }
 
 private:
     explicit OrvaneSingleton(QObject* parent = nullptr);
 
     osg::observer_ptr<CanvasBase> m_canvas;
+    ShaderManager m_shaderManager;
 };
 
 } // namespace Orvane

@@ -153,3 +153,8 @@ TEST(FollowViewSizeCameraTest, FollowsTheViewThatCullsIt)
         return follower->getViewport()->width() == 100 && follower->getViewport()->height() == 80;
     }));
 }
+
+TEST(FacadeTest, OwnsTheShaderCatalogueFilledAtStart)
+{
+    EXPECT_FALSE(OrvaneSingleton::instance()->getShaderManager().fileTable().empty());
+}
