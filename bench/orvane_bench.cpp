@@ -1,6 +1,7 @@
 // Canvas figures on whatever GL the display gives (Mesa llvmpipe under Xvfb in CI machines).
 // Run: scripts/build.sh && xvfb-run -a build/bench/orvane_bench
 #include "canvas3d_item.h"
+#include "frame_counter.h"
 #include "orvane_operations.h"
 
 #include <QElapsedTimer>
@@ -14,16 +15,6 @@ using namespace Vorna::Orvane;
 
 namespace
 {
-
-class FrameCounter : public osg::Camera::DrawCallback
-{
-public:
-    explicit FrameCounter(std::shared_ptr<std::atomic<int>> count) : m_count(std::move(count)) {}
-    void operator()(osg::RenderInfo&) const override { ++*m_count; }
-
-private:
-    std::shared_ptr<std::atomic<int>> m_count;
-};
 
 void spinUntil(const std::function<bool()>& done, int timeoutMs)
 {
@@ -52,7 +43,7 @@ int main(int argc, char** argv)
     auto* canvas = new Canvas3DItem(window.contentItem());
     canvas->setSize(QSizeF(1280, 1024));
     canvas->addOperation(new LambdaOperation([frames](RenderInfo& info) {
-        info.masterCamera()->addFinalDrawCallback(new FrameCounter(frames));
+        info.masterCamera()->addFinalDrawCallback(new FrameCounterCallback(frames));
     }));
     window.show();
     spinUntil([&] { return frames->load() > 0; }, 30000);

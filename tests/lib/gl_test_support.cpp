@@ -1,5 +1,6 @@
 #include "gl_test_support.h"
 
+#include "frame_counter.h"
 #include "orvane_operations.h"
 
 #include <QElapsedTimer>
@@ -33,15 +34,6 @@ void captureHandler(QtMsgType type, const QMessageLogContext& context, const QSt
         g_previousHandler(type, context, message);
 }
 
-class FrameCounter : public osg::Camera::DrawCallback
-{
-public:
-    explicit FrameCounter(std::shared_ptr<std::atomic<int>> count) : m_count(std::move(count)) {}
-    void operator()(osg::RenderInfo&) const override { ++*m_count; }
-
-private:
-    std::shared_ptr<std::atomic<int>> m_count;
-};
 } // namespace
 
 bool waitUntil(const std::function<bool()>& done, int timeoutMs)
@@ -139,7 +131,7 @@ void CanvasWindow::installFrameCounter()
 {
     auto counter = m_frames;
     m_item->addOperation(new LambdaOperation([counter](RenderInfo& info) {
-        info.masterCamera()->addFinalDrawCallback(new FrameCounter(counter));
+        info.masterCamera()->addFinalDrawCallback(new FrameCounterCallback(counter));
     }));
 }
 
