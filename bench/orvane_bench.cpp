@@ -13,8 +13,7 @@
 
 using namespace Vorna::Orvane;
 
-namespace
-{
+namespace {
 
 void spinUntil(const std::function<bool()>& done, int timeoutMs)
 {

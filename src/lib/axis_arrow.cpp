@@ -4,13 +4,10 @@
 #include <osg/Geode>
 #include <osg/Geometry>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
-namespace
-{
+namespace {
 
 osg::Geometry* makeGeometry(osg::Vec3Array* vertices, GLenum mode, const osg::Vec4f& color)
 {

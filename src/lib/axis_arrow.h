@@ -4,10 +4,8 @@
 #include <osg/Vec3f>
 #include <osg/Vec4f>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 // A line from `from` to `to` with a cone at its tip, unlit, in one colour.
 osg::Node* createAxisWithArrow(const osg::Vec3f& from, const osg::Vec3f& to,

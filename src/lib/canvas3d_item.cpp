@@ -17,16 +17,13 @@
 Q_DECLARE_METATYPE(osg::Operation*)
 Q_DECLARE_METATYPE(std::vector<osg::ref_ptr<osg::Operation>>)
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 Qt::WindowState Canvas3DItem::m_oldWindowState = Qt::WindowNoState;
 QSharedPointer<SpaceMouseMgr> Canvas3DItem::m_pSpaceMouseMgr;
 
-namespace
-{
+namespace {
 // Used when no screen reports a rate, so that budgets stay finite.
 constexpr double kFallbackRefreshRate = 60.0;
 } // namespace

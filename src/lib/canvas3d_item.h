@@ -14,15 +14,12 @@
 #include <osgGA/EventQueue>
 #include <vector>
 
-namespace osgViewer
-{
+namespace osgViewer {
 class View;
 }
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 class Canvas3DItemCanvas;
 class Canvas3DRenderer;

@@ -6,10 +6,8 @@
 #include <QQuickWindow>
 #include <QScreen>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 Canvas3DItemCanvas::Canvas3DItemCanvas(Canvas3DItem* item) : m_item(item) {}
 

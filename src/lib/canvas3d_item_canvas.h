@@ -6,10 +6,8 @@
 #include <QSharedPointer>
 #include <osg/observer_ptr>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 class Canvas3DItem;
 class Canvas3DRenderer;

@@ -5,13 +5,10 @@
 #include <QNativeGestureEvent>
 #include <QQuickWindow>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
-namespace
-{
+namespace {
 using GA = osgGA::GUIEventAdapter;
 // The toolkit's Escape code; Qt's Escape never equals it, so Escape is not filtered.
 constexpr int kOsgEscape = 0xFF1B;

@@ -18,15 +18,12 @@
 #include <osg/DisplaySettings>
 #include <osg/GLExtensions>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 QOpenGLFunctions_4_1_Core* m_glFun = nullptr;
 
-namespace
-{
+namespace {
 QString glString(QOpenGLFunctions* gl, GLenum name)
 {
     const GLubyte* s = gl->glGetString(name);

@@ -11,10 +11,8 @@
 
 class QOpenGLFunctions_4_1_Core;
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 class Canvas3DItemCanvas;
 class RenderInfo;

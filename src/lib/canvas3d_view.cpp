@@ -6,13 +6,10 @@
 #include <osg/Camera>
 #include <osg/NodeVisitor>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
-namespace
-{
+namespace {
 
 class UpdateViewportUniformCallback : public osg::UniformCallback
 {

@@ -10,10 +10,8 @@
 #include <osgViewer/CompositeViewer>
 #include <osgViewer/View>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 // What belongs to a view made by ViewMgr; the view's user data. Views without one are foreign
 // and refused by the façade. The groups are held by the scene, not by this record.

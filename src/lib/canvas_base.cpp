@@ -1,9 +1,7 @@
 #include "canvas_base.h"
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 CanvasBase::CanvasBase() = default;
 CanvasBase::~CanvasBase() = default;

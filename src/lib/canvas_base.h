@@ -8,15 +8,12 @@
 #include <vector>
 
 class QRunnable;
-namespace osgViewer
-{
+namespace osgViewer {
 class View;
 }
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 // What the façade talks to: an on-screen item or an offscreen surface.
 // Reference counted through osg::ref_ptr; every call is safe from any thread.

@@ -7,10 +7,8 @@
 #include <osgUtil/CullVisitor>
 #include <osgViewer/View>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 void FBOPostDrawCallback::operator()(osg::RenderInfo& renderInfo) const
 {

@@ -2,10 +2,8 @@
 
 #include <osg/Camera>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 // A render-to-texture pass leaves its own framebuffer bound; this puts back the canvas's.
 class FBOPostDrawCallback : public osg::Camera::DrawCallback

@@ -4,10 +4,8 @@
 #include <memory>
 #include <osg/Camera>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 // Counts the frames a camera draws; the count is shared so other threads can read it.
 // Install as a final draw callback on the render thread.

@@ -6,10 +6,8 @@
 
 #include <osg/Group>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 osg::Texture2D* createColorTexture(int width, int height)
 {

@@ -4,10 +4,8 @@
 #include <osg/Texture2D>
 #include <osgViewer/View>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 class RenderInfo;
 

@@ -2,10 +2,8 @@
 
 #include <QKeyEvent>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 bool KeyEventFilter::eventFilter(QObject* watched, QEvent* event)
 {

@@ -4,10 +4,8 @@
 
 class QKeyEvent;
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 // Lets the canvas hear every key of its window, focused or not; the event goes on unchanged.
 // GUI thread.

@@ -1,9 +1,7 @@
 #include "orvane_log.h"
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 const QLoggingCategory& orvane()
 {

@@ -2,10 +2,8 @@
 
 #include <QLoggingCategory>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 // The library's one logging category, "Vorna.Orvane"; use it through qCDebug(orvane) etc.
 const QLoggingCategory& orvane();

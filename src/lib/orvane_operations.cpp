@@ -4,10 +4,8 @@
 #include <osgViewer/CompositeViewer>
 #include <osgViewer/GraphicsWindow>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 OperationBase::OperationBase(const std::string& name) : osg::Operation(name, false) {}
 OperationBase::~OperationBase() = default;

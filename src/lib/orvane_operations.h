@@ -10,10 +10,8 @@
 #include <osgViewer/View>
 #include <vector>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 // A scene change, made on any thread and run once on the render thread of whichever canvas it
 // is added to, in that canvas's update traversal. Subclasses implement doOperation() and read

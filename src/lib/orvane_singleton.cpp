@@ -3,10 +3,8 @@
 #include "canvas_base.h"
 #include "orvane_log.h"
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 OrvaneSingleton::OrvaneSingleton(QObject* parent) : QObject(parent)
 {

@@ -5,10 +5,8 @@
 #include <QObject>
 #include <osg/observer_ptr>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 class CanvasBase;
 

@@ -8,10 +8,8 @@
 #include <QImage>
 #include <vector>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 const QString PostDrawCallBack::CONNECT_OBJECT_NAME_CAPTURE = QStringLiteral("capture");
 

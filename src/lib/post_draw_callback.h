@@ -9,10 +9,8 @@
 #include <osg/Camera>
 #include <osgViewer/View>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 // Told of the result of a screen capture, on its own thread.
 class PostDrawCallBackObject : public QObject

@@ -5,10 +5,8 @@
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 ReadMultiSampleFBO::ReadMultiSampleFBO(int width, int height) : m_width(width), m_height(height) {}
 

@@ -2,10 +2,8 @@
 
 #include <osg/Image>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 // Reads depth or colour from the framebuffer that is bound. One per canvas; render thread only,
 // with the context current (from inside a camera draw callback).

@@ -5,10 +5,8 @@
 #include <QOpenGLFramebufferObject>
 #include <osg/RenderInfo>
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 RenderInfo::RenderInfo()
 {

@@ -12,10 +12,8 @@
 
 class QOpenGLFramebufferObject;
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 class ReadMultiSampleFBO;
 

@@ -15,8 +15,7 @@ using namespace Vorna::Orvane;
 using OrvaneTest::CanvasWindow;
 using OrvaneTest::waitUntil;
 
-namespace
-{
+namespace {
 
 // 8-bit framebuffer round trip of a colour given as floats: one step.
 constexpr int kColorTolerance = 2;

@@ -9,8 +9,7 @@
 using namespace Vorna::Orvane;
 using GA = osgGA::GUIEventAdapter;
 
-namespace
-{
+namespace {
 
 class InputProbe : public Canvas3DItem
 {

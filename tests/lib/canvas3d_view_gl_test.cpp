@@ -12,8 +12,7 @@ using namespace Vorna::Orvane;
 using OrvaneTest::CanvasWindow;
 using OrvaneTest::waitUntil;
 
-namespace
-{
+namespace {
 
 // Runs `body` on the render thread of the window's canvas and waits for it.
 bool onRenderThread(CanvasWindow& w, std::function<void(RenderInfo&)> body)

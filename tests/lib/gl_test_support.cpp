@@ -14,11 +14,9 @@
 
 using namespace Vorna::Orvane;
 
-namespace OrvaneTest
-{
+namespace OrvaneTest {
 
-namespace
-{
+namespace {
 QMutex g_logMutex;
 QStringList g_log;
 QtMessageHandler g_previousHandler = nullptr;

@@ -10,8 +10,7 @@
 #include <memory>
 #include <osg/Camera>
 
-namespace OrvaneTest
-{
+namespace OrvaneTest {
 
 // Spins the event loop until `done` holds or `timeoutMs` passes; returns `done()`.
 bool waitUntil(const std::function<bool()>& done, int timeoutMs = 5000);

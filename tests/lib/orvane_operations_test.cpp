@@ -12,8 +12,7 @@
 
 using namespace Vorna::Orvane;
 
-namespace
-{
+namespace {
 
 struct BareViewer {
     osg::ref_ptr<osgViewer::CompositeViewer> viewer = new osgViewer::CompositeViewer;

@@ -23,8 +23,7 @@ inline void PrintTo(const QString& text, std::ostream* out)
     *out << '"' << text.toStdString() << '"';
 }
 
-namespace
-{
+namespace {
 
 struct LogLine {
     QtMsgType type;

@@ -6,12 +6,9 @@
 #include <QGuiApplication>
 #include <QWindow>
 
-namespace Vorna
-{
-namespace Orvane
-{
-namespace RenderDebug
-{
+namespace Vorna {
+namespace Orvane {
+namespace RenderDebug {
 
 void DebugUI::enableDebug()
 {

@@ -4,12 +4,9 @@
 #include <QVector>
 #include <osgGA/GUIEventHandler>
 
-namespace Vorna
-{
-namespace Orvane
-{
-namespace RenderDebug
-{
+namespace Vorna {
+namespace Orvane {
+namespace RenderDebug {
 
 // Owns the developers' tuning window; lives on the application's thread.
 class DebugUI : public QObject

@@ -2,10 +2,8 @@
 
 #include "orvane_log.h"
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 SpaceMouseMgr::SpaceMouseMgr(CanvasBase* canvas) : m_canvas(canvas)
 {

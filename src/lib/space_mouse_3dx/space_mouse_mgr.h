@@ -4,15 +4,12 @@
 #include <vector>
 
 class CustomizeManipulator;
-namespace osg
-{
+namespace osg {
 class Switch;
 }
 
-namespace Vorna
-{
-namespace Orvane
-{
+namespace Vorna {
+namespace Orvane {
 
 class CanvasBase;
 class WatchActiveEH;
