@@ -1,0 +1,349 @@
+#include "canvas3d_drawable.h"
+
+#include "orvane_log.h"
+
+#include <cstring>
+#include <osg/Geode>
+#include <osg/PolygonOffset>
+#include <osg/Switch>
+
+namespace Vorna {
+namespace Orvane {
+
+namespace {
+
+const char* const kParseFailure =
+    "There is a problem with the data parsing of the model to be loaded.";
+
+osg::Texture2D* createTexture2D(osg::Image* image, osg::Texture::FilterMode minFilter)
+{
+    auto* texture = new osg::Texture2D(image);
+    texture->setFilter(osg::Texture::MIN_FILTER, minFilter);
+    texture->setFilter(osg::Texture::MAG_FILTER, osg::Texture::LINEAR);
+    texture->setDataVariance(osg::Object::STATIC);
+    return texture;
+}
+
+void setTextureUnit(osg::StateSet* stateSet, unsigned int unit, osg::Texture* texture,
+                    const char* sampler)
+{
+    stateSet->setTextureAttributeAndModes(unit, texture, osg::StateAttribute::ON);
+    stateSet->addUniform(new osg::Uniform(sampler, static_cast<int>(unit)));
+}
+
+} // namespace
+
+unsigned int getMinNumPowOf2(unsigned int n)
+{
+    unsigned int power = 1;
+    while (power < n)
+        power <<= 1;
+    return power;
+}
+
+bool checkPram(const osg::Array* vertices, const osg::Array* normals, const osg::Array* third)
+{
+    if (!vertices) {
+        qCDebug(orvane) << "Invalid argument!";
+        return false;
+    }
+    const unsigned int count = vertices->getNumElements();
+    if ((normals && normals->getNumElements() != count) ||
+        (third && third->getNumElements() != count)) {
+        qCDebug(orvane) << "Inconsistent quantity!";
+        return false;
+    }
+    return true;
+}
+
+unsigned int updateVertexAttrib(osg::Geometry* geometry, osg::Array* array, unsigned int slot)
+{
+    if (!geometry || !array)
+        return 0;
+    const osg::Array* old = DrawableBase::getVertexArray<osg::Array>(geometry, slot);
+    if (!old)
+        qCInfo(orvane) << "update:" << slot << ", when old array is nullptr";
+    else if (old->getNumElements() == array->getNumElements())
+        qCInfo(orvane) << "update with same vertexAttrib size";
+    geometry->setVertexAttribArray(slot, array, osg::Array::BIND_PER_VERTEX);
+    array->dirty();
+    return 1u << slot;
+}
+
+osg::Geometry* DrawableBase::createGeometry()
+{
+    auto* geometry = new osg::Geometry;
+    geometry->setUseDisplayList(false);
+    geometry->setUseVertexBufferObjects(true);
+    // QtQuick changes the default vertex array state between our frames.
+    geometry->setUseVertexArrayObject(true);
+    geometry->setDataVariance(osg::Object::STATIC);
+    return geometry;
+}
+
+osg::MatrixTransform* DrawableBase::createChain(osg::Geometry* geometry)
+{
+    auto* geode = new osg::Geode;
+    geode->addDrawable(geometry);
+    auto* toggle = new osg::Switch;
+    toggle->addChild(geode, true);
+    auto* transform = new osg::MatrixTransform;
+    transform->addChild(toggle);
+    return transform;
+}
+
+osg::Geometry* DrawableBase::asGeometry(osg::MatrixTransform* transform)
+{
+    if (!transform || transform->getNumChildren() == 0)
+        return nullptr;
+    auto* toggle = dynamic_cast<osg::Switch*>(transform->getChild(0));
+    if (!toggle || toggle->getNumChildren() == 0)
+        return nullptr;
+    auto* geode = dynamic_cast<osg::Geode*>(toggle->getChild(0));
+    if (!geode || geode->getNumDrawables() == 0)
+        return nullptr;
+    return geode->getDrawable(0)->asGeometry();
+}
+
+void DrawableBase::setAttrib(osg::Geometry* geometry, unsigned int slot, osg::Array* array)
+{
+    if (array)
+        geometry->setVertexAttribArray(slot, array, osg::Array::BIND_PER_VERTEX);
+}
+
+void DrawableBase::addStateArray(osg::Geometry* geometry, unsigned int count)
+{
+    auto* states = new StateArray(count); // value-initialised: all plain
+    // Integer state in the shaders, negative values intact.
+    states->setPreserveDataType(true);
+    // Selection tools rewrite states alone, without touching the other arrays.
+    states->setVertexBufferObject(new osg::VertexBufferObject);
+    geometry->setVertexAttribArray(StateSlot, states, osg::Array::BIND_PER_VERTEX);
+}
+
+void DrawableBase::addPrimitive(osg::Geometry* geometry, osg::DrawElementsUInt* primitive,
+                                GLenum defaultMode, unsigned int count)
+{
+    if (primitive)
+        geometry->addPrimitiveSet(primitive);
+    else
+        geometry->addPrimitiveSet(new osg::DrawArrays(defaultMode, 0, static_cast<GLsizei>(count)));
+}
+
+unsigned int DrawableBase::update(osg::MatrixTransform* transform, osg::Array* vertices,
+                                  osg::Array* normals, osg::Array* colors)
+{
+    osg::Geometry* geometry = asGeometry(transform);
+    if (!geometry)
+        return 0;
+    return updateVertexAttrib(geometry, vertices, PositionSlot) |
+           updateVertexAttrib(geometry, normals, NormalSlot) |
+           updateVertexAttrib(geometry, colors, ColorSlot);
+}
+
+unsigned int DrawableBase::updateOffset(osg::MatrixTransform* transform, osg::FloatArray* values)
+{
+    return updateVertexAttrib(asGeometry(transform), values, WeightSlot);
+}
+
+osg::ref_ptr<osg::MatrixTransform>
+DrawableBase::createMTWithAnother(osg::ref_ptr<osg::MatrixTransform> transform)
+{
+    if (!transform)
+        return nullptr;
+    return new osg::MatrixTransform(*transform, osg::CopyOp());
+}
+
+const char* Mesh::uniform(const UniformType& type)
+{
+    static const char* const names[] = {"front",       "back",      "light",       "lightDirection",
+                                        "lightParam",  "useSmooth", "direction",   "center",
+                                        "selectIndex", "alpha",     "enableGamma", "gamma",
+                                        "brightness",  "contrast",  "ubTexture",   "uBackMaterial"};
+    const int index = static_cast<int>(type);
+    return index >= 0 && index < static_cast<int>(std::size(names)) ? names[index] : nullptr;
+}
+
+osg::MatrixTransform* Mesh::create(osg::Array* vertices, osg::Array* normals, osg::Array* colors,
+                                   osg::DrawElementsUInt* primitive)
+{
+    if (!checkPram(vertices, normals, colors)) {
+        qCDebug(orvane) << kParseFailure;
+        return nullptr;
+    }
+    osg::Geometry* geometry = createGeometry();
+    setAttrib(geometry, PositionSlot, vertices);
+    setAttrib(geometry, NormalSlot, normals);
+    setAttrib(geometry, ColorSlot, colors);
+    addStateArray(geometry, vertices->getNumElements());
+    addPrimitive(geometry, primitive, GL_TRIANGLES, vertices->getNumElements());
+
+    osg::MatrixTransform* transform = createChain(geometry);
+    // The shader family samples "tex" whether or not the mesh is textured.
+    osg::ref_ptr<osg::Image> blank = new osg::Image;
+    blank->allocateImage(1, 1, 1, GL_RGB, GL_FLOAT);
+    std::memset(blank->data(), 0, blank->getTotalSizeInBytes());
+    setTextureUnit(transform->getOrCreateStateSet(), 0, new osg::Texture2D(blank.get()), "tex");
+    return transform;
+}
+
+osg::MatrixTransform* Mesh::create(osg::Array* vertices, osg::Array* normals,
+                                   osg::FloatArray* values, osg::DrawElementsUInt* primitive)
+{
+    if (!checkPram(vertices, normals, values)) {
+        qCDebug(orvane) << kParseFailure;
+        return nullptr;
+    }
+    osg::Geometry* geometry = createGeometry();
+    setAttrib(geometry, PositionSlot, vertices);
+    setAttrib(geometry, NormalSlot, normals);
+    setAttrib(geometry, WeightSlot, values);
+    addPrimitive(geometry, primitive, GL_TRIANGLES, vertices->getNumElements());
+    // Drawn over another surface: pull it towards the camera.
+    geometry->getOrCreateStateSet()->setAttributeAndModes(new osg::PolygonOffset(-1.0f, -0.5f));
+    return createChain(geometry);
+}
+
+osg::MatrixTransform* Mesh::create(osg::Array* vertices, osg::Array* normals,
+                                   osg::Vec2Array* texCoords, osg::Image* image,
+                                   osg::DrawElementsUInt* primitive, osg::Texture2D* texture)
+{
+    if (!checkPram(vertices, normals, texCoords)) {
+        qCDebug(orvane) << kParseFailure;
+        return nullptr;
+    }
+    if (!image && !texture) {
+        qCDebug(orvane) << "Image is empty!";
+        return nullptr;
+    }
+    osg::Geometry* geometry = createGeometry();
+    setAttrib(geometry, PositionSlot, vertices);
+    setAttrib(geometry, NormalSlot, normals);
+    setAttrib(geometry, TexCoordSlot, texCoords);
+    addStateArray(geometry, vertices->getNumElements());
+    addPrimitive(geometry, primitive, GL_TRIANGLES, vertices->getNumElements());
+    setTextureUnit(geometry->getOrCreateStateSet(), 0,
+                   texture ? texture : createTexture2D(image, osg::Texture::NEAREST), "tex");
+    return createChain(geometry);
+}
+
+osg::MatrixTransform* Mesh::createDoubleTexMesh(osg::Array* vertices, osg::Array* normals,
+                                                osg::Vec2Array* texCoord, osg::Image* image,
+                                                osg::Vec2Array* texCoord2nd, osg::Image* image2nd,
+                                                osg::Image* image3rd,
+                                                osg::DrawElementsUInt* primitive)
+{
+    if (!checkPram(vertices, normals, texCoord)) {
+        qCDebug(orvane) << kParseFailure;
+        return nullptr;
+    }
+    if (!image || !image2nd) {
+        qCDebug(orvane) << "Image is empty!";
+        return nullptr;
+    }
+    if (!texCoord2nd) {
+        qCDebug(orvane) << "texCoord2nd is nullptr";
+        return nullptr;
+    }
+    if (!texCoord || texCoord2nd->size() != texCoord->size()) {
+        qCDebug(orvane) << "uv of two texture is invalid";
+        return nullptr;
+    }
+    osg::Geometry* geometry = createGeometry();
+    setAttrib(geometry, PositionSlot, vertices);
+    setAttrib(geometry, NormalSlot, normals);
+    setAttrib(geometry, TexCoordSlot, texCoord);
+    addStateArray(geometry, vertices->getNumElements());
+    setAttrib(geometry, TexCoord2ndSlot, texCoord2nd);
+    addPrimitive(geometry, primitive, GL_TRIANGLES, vertices->getNumElements());
+
+    // Unit 1 belongs to the colour index.
+    osg::StateSet* ss = geometry->getOrCreateStateSet();
+    setTextureUnit(ss, 0, createTexture2D(image, osg::Texture::NEAREST), "tex");
+    setTextureUnit(ss, 2, createTexture2D(image2nd, osg::Texture::NEAREST), "tex2nd");
+    auto* third = new osg::Texture2D;
+    third->setFilter(osg::Texture::MIN_FILTER, osg::Texture::LINEAR);
+    third->setFilter(osg::Texture::MAG_FILTER, osg::Texture::LINEAR);
+    if (image3rd)
+        third->setImage(image3rd);
+    setTextureUnit(ss, 3, third, "tex3rd");
+    return createChain(geometry);
+}
+
+unsigned int Mesh::updateTexture(osg::MatrixTransform* transform, osg::Vec2Array* texCoords,
+                                 osg::Image* image)
+{
+    osg::Geometry* geometry = asGeometry(transform);
+    if (!geometry)
+        return 0;
+    if (texCoords) {
+        geometry->setVertexAttribArray(TexCoordSlot, texCoords, osg::Array::BIND_PER_VERTEX);
+        texCoords->dirty();
+    }
+    if (image)
+        geometry->getOrCreateStateSet()->setTextureAttributeAndModes(
+            0, createTexture2D(image, osg::Texture::NEAREST), osg::StateAttribute::ON);
+    return 1;
+}
+
+bool Mesh::colorIndex(osg::Group* group, osg::Vec3Array* colors)
+{
+    if (!group || !colors)
+        return false;
+    setGroupColorIndexTexture(group, createColorIndex(colors));
+    return true;
+}
+
+osg::Texture1D* Mesh::createColorIndex(osg::Vec3Array* colors)
+{
+    const unsigned int count = colors ? colors->size() : 0;
+    const unsigned int width = getMinNumPowOf2(count);
+    osg::ref_ptr<osg::Image> image = new osg::Image;
+    image->allocateImage(static_cast<int>(width), 1, 1, GL_RGB, GL_FLOAT);
+    // Rows past the table are never addressed; zero them so nothing random is uploaded.
+    std::memset(image->data(), 0, image->getTotalSizeInBytes());
+    if (count)
+        std::memcpy(image->data(), colors->getDataPointer(), count * sizeof(osg::Vec3f));
+    auto* texture = new osg::Texture1D(image.get());
+    texture->setDataVariance(osg::Object::STATIC);
+    texture->setFilter(osg::Texture::MIN_FILTER, osg::Texture::NEAREST);
+    texture->setFilter(osg::Texture::MAG_FILTER, osg::Texture::NEAREST);
+    return texture;
+}
+
+void Mesh::setGroupColorIndexTexture(osg::Group* group, osg::Texture1D* texture)
+{
+    if (!group || !texture)
+        return;
+    setTextureUnit(group->getOrCreateStateSet(), 1, texture, "colorIndex");
+}
+
+const char* Point::uniform(const UniformType& type)
+{
+    static const char* const names[] = {"pointSize",           "light1Direction", "light1Param",
+                                        "light2Direction",     "light2Param",     "light3Direction",
+                                        "light3Param",         "light4Direction", "light4Param",
+                                        "lightBkDirection",    "lightBkParam",    "ubBlueBigger",
+                                        "ubBlueCloser",        "ufBlueBigger",    "ufBlueCloser",
+                                        "ufPointSizeVariable", "ufMaxPointSize",  "uBackMaterial"};
+    const int index = static_cast<int>(type);
+    return index >= 0 && index < static_cast<int>(std::size(names)) ? names[index] : nullptr;
+}
+
+osg::MatrixTransform* Point::create(osg::Array* vertices, osg::Array* normals, osg::Array* colors)
+{
+    if (!checkPram(vertices, normals, colors)) {
+        qCDebug(orvane) << kParseFailure;
+        return nullptr;
+    }
+    osg::Geometry* geometry = createGeometry();
+    setAttrib(geometry, PositionSlot, vertices);
+    setAttrib(geometry, NormalSlot, normals);
+    setAttrib(geometry, ColorSlot, colors);
+    addStateArray(geometry, vertices->getNumElements());
+    addPrimitive(geometry, nullptr, GL_POINTS, vertices->getNumElements());
+    return createChain(geometry);
+}
+
+} // namespace Orvane
+} // namespace Vorna
