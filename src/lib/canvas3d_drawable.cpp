@@ -6,6 +6,8 @@
 #include <osg/Geode>
 #include <osg/PolygonOffset>
 #include <osg/Switch>
+#include <osg/observer_ptr>
+#include <vector>
 
 namespace Vorna {
 namespace Orvane {
@@ -22,6 +24,47 @@ osg::Texture2D* createTexture2D(osg::Image* image, osg::Texture::FilterMode minF
     texture->setFilter(osg::Texture::MAG_FILTER, osg::Texture::LINEAR);
     texture->setDataVariance(osg::Object::STATIC);
     return texture;
+}
+
+// A static geometry's vertex array object sets its arrays once, so an array edited in place
+// and dirtied would never reach the GPU: have its geometries set their arrays again.
+class ResetArraysOnModified : public osg::BufferData::ModifiedCallback
+{
+public:
+    ResetArraysOnModified() = default;
+    ResetArraysOnModified(const ResetArraysOnModified& other, const osg::CopyOp& copyop)
+        : osg::Object(other, copyop), osg::BufferData::ModifiedCallback(other, copyop),
+          m_geometries(other.m_geometries)
+    {
+    }
+    META_Object(orvane, ResetArraysOnModified);
+
+    void add(osg::Geometry* geometry) { m_geometries.emplace_back(geometry); }
+    void modified(osg::BufferData*) const override
+    {
+        for (const auto& geometry : m_geometries) {
+            osg::ref_ptr<osg::Geometry> alive;
+            if (!geometry.lock(alive))
+                continue;
+            osg::VertexArrayStateList& states = alive->getVertexArrayStateList();
+            for (unsigned int i = 0; i < states.size(); ++i)
+                if (states[i])
+                    states[i]->setRequiresSetArrays(true);
+        }
+    }
+
+private:
+    std::vector<osg::observer_ptr<osg::Geometry>> m_geometries;
+};
+
+void watchEdits(osg::Geometry* geometry, osg::Array* array)
+{
+    auto* callback = dynamic_cast<ResetArraysOnModified*>(array->getModifiedCallback());
+    if (!callback) {
+        callback = new ResetArraysOnModified;
+        array->setModifiedCallback(callback);
+    }
+    callback->add(geometry);
 }
 
 void setTextureUnit(osg::StateSet* stateSet, unsigned int unit, osg::Texture* texture,
@@ -66,6 +109,7 @@ unsigned int updateVertexAttrib(osg::Geometry* geometry, osg::Array* array, unsi
     else if (old->getNumElements() == array->getNumElements())
         qCInfo(orvane) << "update with same vertexAttrib size";
     geometry->setVertexAttribArray(slot, array, osg::Array::BIND_PER_VERTEX);
+    watchEdits(geometry, array);
     array->dirty();
     return 1u << slot;
 }
@@ -107,8 +151,10 @@ osg::Geometry* DrawableBase::asGeometry(osg::MatrixTransform* transform)
 
 void DrawableBase::setAttrib(osg::Geometry* geometry, unsigned int slot, osg::Array* array)
 {
-    if (array)
-        geometry->setVertexAttribArray(slot, array, osg::Array::BIND_PER_VERTEX);
+    if (!array)
+        return;
+    geometry->setVertexAttribArray(slot, array, osg::Array::BIND_PER_VERTEX);
+    watchEdits(geometry, array);
 }
 
 void DrawableBase::addStateArray(osg::Geometry* geometry, unsigned int count)
@@ -118,7 +164,7 @@ void DrawableBase::addStateArray(osg::Geometry* geometry, unsigned int count)
     states->setPreserveDataType(true);
     // Selection tools rewrite states alone, without touching the other arrays.
     states->setVertexBufferObject(new osg::VertexBufferObject);
-    geometry->setVertexAttribArray(StateSlot, states, osg::Array::BIND_PER_VERTEX);
+    setAttrib(geometry, StateSlot, states);
 }
 
 void DrawableBase::addPrimitive(osg::Geometry* geometry, osg::DrawElementsUInt* primitive,
