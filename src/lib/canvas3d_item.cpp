@@ -14,8 +14,6 @@
 #include <cmath>
 #include <ctime>
 
-Q_DECLARE_METATYPE(osg::Operation*)
-Q_DECLARE_METATYPE(std::vector<osg::ref_ptr<osg::Operation>>)
 
 namespace Vorna {
 namespace Orvane {
@@ -43,9 +41,7 @@ Canvas3DItem::Canvas3DItem(QQuickItem* parent)
     m_eventQueue = new osgGA::EventQueue(osgGA::GUIEventAdapter::Y_INCREASING_DOWNWARDS);
     m_operationQueue = new osg::OperationQueue;
 
-    qRegisterMetaType<osg::Operation*>("osg::Operation*");
-    qRegisterMetaType<std::vector<osg::ref_ptr<osg::Operation>>>(
-        "std::vector<osg::ref_ptr<osg::Operation>>");
+    registerMetaTypes();
     qRegisterMetaType<QVersionNumber>("QVersionNumber");
 
     m_elapsedTimer->start();

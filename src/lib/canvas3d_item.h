@@ -1,5 +1,7 @@
 #pragma once
 
+#include "orvane_metatypes.h"
+
 #include <QColor>
 #include <QElapsedTimer>
 #include <QKeyEvent>

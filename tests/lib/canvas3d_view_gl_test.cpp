@@ -155,5 +155,5 @@ TEST(FollowViewSizeCameraTest, FollowsTheViewThatCullsIt)
 
 TEST(FacadeTest, OwnsTheShaderCatalogueFilledAtStart)
 {
-    EXPECT_FALSE(OrvaneSingleton::instance()->getShaderManager().fileTable().empty());
+    EXPECT_FALSE(OrvaneSingleton::instance()->getShaderMgr()->fileTable().empty());
 }

@@ -125,6 +125,19 @@ QImage CanvasWindow::grab()
     return m_window->grabWindow().convertToFormat(QImage::Format_ARGB32);
 }
 
+bool CanvasWindow::run(osg::Operation* op, std::function<void(RenderInfo&)> body)
+{
+    auto done = std::make_shared<std::atomic<bool>>(false);
+    if (op)
+        m_item->addOperation(op);
+    m_item->addOperation(new LambdaOperation([done, body](RenderInfo& info) {
+        if (body)
+            body(info);
+        *done = true;
+    }));
+    return waitUntil([done] { return done->load(); });
+}
+
 void CanvasWindow::installFrameCounter()
 {
     auto counter = m_frames;

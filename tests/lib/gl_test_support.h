@@ -9,6 +9,13 @@
 #include <functional>
 #include <memory>
 #include <osg/Camera>
+#include <osg/OperationThread>
+
+namespace Vorna {
+namespace Orvane {
+class RenderInfo;
+}
+} // namespace Vorna
 
 namespace OrvaneTest {
 
@@ -46,6 +53,8 @@ public:
     // Destroys the item and keeps the window.
     void destroyItem();
     QImage grab();
+    // Adds `op` (if any) and then `body` on the render thread, and waits until both have run.
+    bool run(osg::Operation* op, std::function<void(Vorna::Orvane::RenderInfo&)> body = {});
     // Counts scene frames: a final draw callback on the canvas's master camera.
     int sceneFrames() const;
     void installFrameCounter();

@@ -55,8 +55,13 @@ public:
     void setMaximumDistance(double distance, bool relativeToModelSize);
     double getMaximumDistance(bool* relativeToModelSize = nullptr) const;
 
+    // Zooming during a scan sums its distance changes; a new scan starts from zero.
+    void cleanDistanceChange() { m_scanDistanceChange = 0.0f; }
+    float getScanDistanceChange() const { return m_scanDistanceChange; }
+
     void enable() { m_enabled = true; }
     void disable() { m_enabled = false; }
+    bool isEnabled() const { return m_enabled; }
 
 signals:
     void rotated();
@@ -91,4 +96,5 @@ private:
     float m_rotateSensitivity = 1.5f;
     bool m_interactOpPlatform = false;
     std::map<DeviceAction, CCMOperatorType> m_deviceActionOperators;
+    float m_scanDistanceChange = 0.0f;
 };
