@@ -1,6 +1,6 @@
 #include "hide_view.h"
 
-#include "axis_arrow.h"
+#include "basic_shapes.h"
 #include "fbo_post_draw_callback.h"
 #include "render_info.h"
 

@@ -1,5 +1,6 @@
 #include "render_info.h"
 
+#include "orvane_log.h"
 #include "read_multisample_fbo.h"
 
 #include <QOpenGLFramebufferObject>
@@ -48,12 +49,24 @@ void RenderInfo::setFBO(QOpenGLFramebufferObject* fbo)
     emit fboChanged(fbo);
 }
 
-RenderInfo* renderInfoOf(osg::RenderInfo& renderInfo)
+RenderInfo* renderInfoOf(osg::RenderInfo& renderInfo, bool logMissing)
 {
     auto* view = dynamic_cast<osgViewer::View*>(renderInfo.getView());
-    if (!view || !view->getViewerBase())
+    if (!view) {
+        if (logMissing)
+            qCWarning(orvane) << "view is nullptr";
         return nullptr;
-    return dynamic_cast<RenderInfo*>(view->getViewerBase()->getUserData());
+    }
+    osgViewer::ViewerBase* viewerBase = view->getViewerBase();
+    if (!viewerBase) {
+        if (logMissing)
+            qCWarning(orvane) << "viewerBase is nullptr";
+        return nullptr;
+    }
+    auto* info = dynamic_cast<RenderInfo*>(viewerBase->getUserData());
+    if (!info && logMissing)
+        qCWarning(orvane) << "not found RenderInfo from viewerBase";
+    return info;
 }
 
 } // namespace Orvane

@@ -55,8 +55,9 @@ private:
     osg::observer_ptr<osg::Referenced> m_viewInfo;
 };
 
-// The RenderInfo of the viewer that drew `renderInfo`, or null.
-RenderInfo* renderInfoOf(osg::RenderInfo& renderInfo);
+// The RenderInfo of the viewer that drew `renderInfo`, or null. With `logMissing`, a missing
+// view, viewer or RenderInfo is logged as a warning, as draw callbacks report them.
+RenderInfo* renderInfoOf(osg::RenderInfo& renderInfo, bool logMissing = false);
 
 } // namespace Orvane
 } // namespace Vorna

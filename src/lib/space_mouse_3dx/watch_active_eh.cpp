@@ -22,21 +22,9 @@ bool WatchActiveEH::handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAda
 
 void ScreenCenterPostDrawCallback::operator()(osg::RenderInfo& renderInfo) const
 {
-    auto* view = dynamic_cast<osgViewer::View*>(renderInfo.getView());
-    if (!view) {
-        qCWarning(orvane) << "view is nullptr";
+    RenderInfo* info = renderInfoOf(renderInfo, true);
+    if (!info)
         return;
-    }
-    osgViewer::ViewerBase* viewerBase = view->getViewerBase();
-    if (!viewerBase) {
-        qCWarning(orvane) << "viewerBase is nullptr";
-        return;
-    }
-    auto* info = dynamic_cast<RenderInfo*>(viewerBase->getUserData());
-    if (!info) {
-        qCWarning(orvane) << "not found RenderInfo from viewerBase";
-        return;
-    }
     if (!m_pCamera) {
         qCWarning(orvane) << "m_pCamera is nullptr";
         return;

@@ -7,9 +7,15 @@
 namespace Vorna {
 namespace Orvane {
 
+// Plain osg::Geometry with vertex array objects: osg::ShapeDrawable crashes inside Mesa when
+// drawn in the canvas.
+
 // A line from `from` to `to` with a cone at its tip, unlit, in one colour.
 osg::Node* createAxisWithArrow(const osg::Vec3f& from, const osg::Vec3f& to,
                                const osg::Vec4f& color);
+
+// A lit-looking sphere of triangles in one colour, with normals.
+osg::Node* createSolidSphere(const osg::Vec3f& centre, float radius, const osg::Vec4f& color);
 
 } // namespace Orvane
 } // namespace Vorna
