@@ -263,7 +263,8 @@ void CustomizeManipulator::computeHomePosition(const osg::Camera* cam, bool useB
                                              10000.0);
         setRotateCenter(sphere.center());
     }
-    const double d = computeFitDistance(sphere, cam);
+    // home(double) passes no camera; the view's own camera still knows the projection.
+    const double d = computeFitDistance(sphere, cam ? cam : camera());
     setHomePosition(sphere.center() + osg::Vec3d(0.0, -d, 0.0), sphere.center(),
                     osg::Vec3d(0.0, 0.0, 1.0), getAutoComputeHomePosition());
 }
