@@ -13,23 +13,29 @@ public:
     ReadMultiSampleFBO(int width, int height);
     ~ReadMultiSampleFBO();
 
-    // The canvas framebuffer is read directly; no resolve pass.
-    bool isMultiSample() const { return false; }
+    // Whether the framebuffer bound for reading has samples: it must be resolved before a read.
+    bool isMultiSample() const;
     // One float per pixel, window depth.
     bool readDepth(osg::Image* image, int x, int y, int width, int height);
     // RGBA, one byte per channel.
     bool readColor(osg::Image* image, int x, int y, int width, int height);
 
-    bool needResize(int, int, int&, int&) const { return false; }
-    void resizeFBO(int, int) {}
-    void initializeFBO() {}
-    void releaseFBO() {}
+    // The resolve target is made at first use and follows the size of the read source.
+    bool needResize(int w, int h, int& outW, int& outH) const;
+    void resizeFBO(int w, int h);
+    void initializeFBO();
+    void releaseFBO();
     bool isFBOInitialized() const { return m_initialized; }
     unsigned int lastError() const { return m_lastError; }
 
 private:
     bool read(osg::Image* image, int x, int y, int width, int height, unsigned int format,
               unsigned int type);
+    // Blits the bound multisampled framebuffer into the resolve target.
+    void resolve(unsigned int mask);
+
+    unsigned int m_colorBuffer = 0;
+    unsigned int m_depthBuffer = 0;
 
     unsigned int m_readFbo = 0;
     unsigned int m_resolveFbo = 0;
