@@ -14,7 +14,6 @@
 #include <cmath>
 #include <ctime>
 
-
 namespace Vorna {
 namespace Orvane {
 

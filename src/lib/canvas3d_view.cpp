@@ -1,6 +1,7 @@
 #include "canvas3d_view.h"
 
 #include "camera_ctrl/customize_manipulator.h"
+#include "orvane_singleton.h"
 #include "post_draw_callback.h"
 
 #include <osg/Camera>
@@ -55,6 +56,14 @@ osgViewer::View* ViewMgr::createView(osg::GraphicsContext* gc, osg::Viewport* vi
     manipulator->setOSGViewer(view);
     manipulator->setAllowThrow(false);
     view->setCameraManipulator(manipulator, true);
+    // The application hears camera changes through the façade, on the façade's thread.
+    OrvaneSingleton* facade = OrvaneSingleton::instance();
+    QObject::connect(manipulator, &CustomizeManipulator::rotated, facade,
+                     &OrvaneSingleton::cameraRotated);
+    QObject::connect(manipulator, &CustomizeManipulator::moved, facade,
+                     &OrvaneSingleton::cameraMoved);
+    QObject::connect(manipulator, &CustomizeManipulator::scaled, facade,
+                     &OrvaneSingleton::cameraScaled);
 
     osg::Camera* camera = view->getCamera();
     camera->setViewport(viewport);

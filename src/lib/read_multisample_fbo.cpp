@@ -59,8 +59,8 @@ void ReadMultiSampleFBO::initializeFBO()
     gl->glBindFramebuffer(GL_DRAW_FRAMEBUFFER, m_resolveFbo);
     gl->glFramebufferRenderbuffer(GL_DRAW_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER,
                                   m_colorBuffer);
-    gl->glFramebufferRenderbuffer(GL_DRAW_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT,
-                                  GL_RENDERBUFFER, m_depthBuffer);
+    gl->glFramebufferRenderbuffer(GL_DRAW_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER,
+                                  m_depthBuffer);
     gl->glBindFramebuffer(GL_DRAW_FRAMEBUFFER, static_cast<GLuint>(previous));
     m_initialized = true;
 }

@@ -19,7 +19,10 @@ int CustomizeManipulator::m_maximumDistanceFlagIndex = allocateRelativeFlag();
 
 namespace {
 
-bool scanning() { return OrvaneSingleton::instance()->getScanState(); }
+bool scanning()
+{
+    return OrvaneSingleton::instance()->getScanState();
+}
 
 bool isOrthographic(const osg::Camera* camera)
 {
@@ -287,8 +290,7 @@ void CustomizeManipulator::setCenter(const osg::Vec3d& center)
     _center = center;
 }
 
-void CustomizeManipulator::writeOrthoFrustum(double top, double aspect, double zNear,
-                                             double zFar)
+void CustomizeManipulator::writeOrthoFrustum(double top, double aspect, double zNear, double zFar)
 {
     osg::Camera* cam = camera();
     const double right = top * aspect;
@@ -475,8 +477,8 @@ bool CustomizeManipulator::handle(const GA& ea, osgGA::GUIActionAdapter& us)
         return handleResize(ea, us);
 
     m_spaceMouseOpeState.mouseOperating = false;
-    const unsigned int buttons = GA::LEFT_MOUSE_BUTTON | GA::MIDDLE_MOUSE_BUTTON |
-                                 GA::RIGHT_MOUSE_BUTTON;
+    const unsigned int buttons =
+        GA::LEFT_MOUSE_BUTTON | GA::MIDDLE_MOUSE_BUTTON | GA::RIGHT_MOUSE_BUTTON;
     if (((type == GA::PUSH || type == GA::DRAG) && (ea.getButtonMask() & buttons)) ||
         type == GA::SCROLL) {
         m_spaceMouseOpeState.mouseOperating = true;
@@ -647,7 +649,8 @@ void CustomizeManipulator::move(double dt, double dx, double dy)
         return;
     double l, r, b, t, n, f;
     if (cam->getProjectionMatrixAsFrustum(l, r, b, t, n, f)) {
-        const double w0 = std::abs(_distance * std::tan(osg::DegreesToRadians(m_perspectiveFov / 2.0)) * 2.0);
+        const double w0 =
+            std::abs(_distance * std::tan(osg::DegreesToRadians(m_perspectiveFov / 2.0)) * 2.0);
         double w = std::max(r - l, w0);
         w = std::max(w, 0.2 * std::abs(f - n));
         const double s = w * -0.5 * getThrowScale(dt);

@@ -16,7 +16,10 @@ using GA = osgGA::GUIEventAdapter;
 
 namespace {
 
-bool scanning() { return OrvaneSingleton::instance()->getScanState(); }
+bool scanning()
+{
+    return OrvaneSingleton::instance()->getScanState();
+}
 
 bool hasNan(const osg::Vec3d& v)
 {
@@ -296,8 +299,7 @@ bool CustomizeManipulator::getZoomCenterExDepth(const GA& ea, bool keepLast, flo
     return false;
 }
 
-bool CustomizeManipulator::computeIntersect(const GA& ea, const osg::Node* node,
-                                            osg::Vec3f& point)
+bool CustomizeManipulator::computeIntersect(const GA& ea, const osg::Node* node, osg::Vec3f& point)
 {
     if (!node)
         return false;
@@ -352,8 +354,8 @@ void CustomizeManipulator::avoidCenterNanWhenZoom(const GA& ea, const osg::Vec3f
 {
     if (!hasNan(_center))
         return;
-    qCInfo(orvane) << "manipulator's _center is nan: (" << _center.x() << "," << _center.y()
-                   << "," << _center.z() << "), reset _center";
+    qCInfo(orvane) << "manipulator's _center is nan: (" << _center.x() << "," << _center.y() << ","
+                   << _center.z() << "), reset _center";
     if (!m_pViewer || !camera()) {
         qCInfo(orvane) << "m_pViewer is nullptr, reset _center to (0, 0, 0)";
         _center = osg::Vec3d();

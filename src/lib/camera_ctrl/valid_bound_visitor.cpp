@@ -63,8 +63,8 @@ void ValidBoundSphereVisitor::apply(osg::Drawable& drawable)
     const osg::Vec3 centre = local.center() * toWorld;
     float radius2 = 0.0f;
     for (const osg::Vec3& axis : {osg::X_AXIS, osg::Y_AXIS, osg::Z_AXIS})
-        radius2 = std::max(radius2, ((local.center() + axis * local.radius()) * toWorld - centre)
-                                        .length2());
+        radius2 = std::max(radius2,
+                           ((local.center() + axis * local.radius()) * toWorld - centre).length2());
     float radius = std::sqrt(radius2);
     float userRadius = -1.0f;
     if (drawable.getUserValue("radius", userRadius) && userRadius > 0.0f)

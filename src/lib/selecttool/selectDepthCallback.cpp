@@ -17,10 +17,9 @@ void SelectDepthCallback::operator()(osg::RenderInfo& renderInfo) const
         return;
     const osg::Viewport* vp = camera->getViewport();
     if (!info->readMultiSampleFBO ||
-        !info->readMultiSampleFBO->readDepth(m_depth.get(), static_cast<int>(vp->x()),
-                                             static_cast<int>(vp->y()),
-                                             static_cast<int>(vp->width()),
-                                             static_cast<int>(vp->height())))
+        !info->readMultiSampleFBO->readDepth(
+            m_depth.get(), static_cast<int>(vp->x()), static_cast<int>(vp->y()),
+            static_cast<int>(vp->width()), static_cast<int>(vp->height())))
         qCWarning(orvane) << "readSelectDepth failed";
 }
 

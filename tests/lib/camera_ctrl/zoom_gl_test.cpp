@@ -7,6 +7,7 @@
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
 
+#include <QSignalSpy>
 #include <QTest>
 #include <gtest/gtest.h>
 #include <osg/Program>
@@ -134,8 +135,10 @@ TEST_F(ZoomTest, WheelZoomsAboutThePointUnderTheCursor)
     const CameraState before = camera();
     const double windowY = CanvasWindow::kHeight - y;
     const osg::Vec3d anchor = wallPointUnder(before, x, windowY);
+    QSignalSpy scaled(OrvaneSingleton::instance(), &OrvaneSingleton::cameraScaled);
     wheel(x, y, GA::SCROLL_UP);
     const CameraState after = camera();
+    EXPECT_TRUE(waitUntil([&] { return scaled.count() == 1; }));
     EXPECT_LT(after.distance, before.distance);
     const osg::Vec3d moved = anchor * after.toWindow;
     // The depth of the anchor comes from a 24-bit buffer: within a pixel.
@@ -157,4 +160,22 @@ TEST_F(ZoomTest, ZoomingOutStopsAtTheMinimumScreenRadius)
             m->getBoundingSphereScreenRadius(info.mainView()->getSceneData()->getBound());
     }));
     EXPECT_GE(screenRadius, 20.0f * 0.9f) << "one wheel step may cross the limit by its factor";
+}
+
+TEST_F(ZoomTest, DraggingThroughTheItemTurnsTheCameraAndTellsTheFacade)
+{
+    QSignalSpy rotated(OrvaneSingleton::instance(), &OrvaneSingleton::cameraRotated);
+    QSignalSpy moved(OrvaneSingleton::instance(), &OrvaneSingleton::cameraMoved);
+    const CameraState before = camera();
+    osgGA::EventQueue* queue = w.item()->eventQueue();
+    queue->mouseButtonPress(80, 60, 1);
+    queue->mouseMotion(100, 70);
+    queue->mouseButtonRelease(100, 70, 1);
+    queue->mouseButtonPress(80, 60, 3);
+    queue->mouseMotion(90, 60);
+    queue->mouseButtonRelease(90, 60, 3);
+    w.item()->frame();
+    ASSERT_TRUE(w.run(nullptr));
+    EXPECT_TRUE(waitUntil([&] { return rotated.count() > 0 && moved.count() > 0; }));
+    EXPECT_NE(camera().toWindow, before.toWindow);
 }
