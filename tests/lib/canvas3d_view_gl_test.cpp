@@ -1,10 +1,15 @@
 // The scene skeleton that every canvas view gets, inspected on a live canvas.
+#include "camera_ctrl/depth_callbacks.h"
 #include "canvas3d_item.h"
 #include "canvas3d_view.h"
 #include "fbo_post_draw_callback.h"
 #include "gl_test_support.h"
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
+#include "post_draw_callback.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -156,4 +161,29 @@ TEST(FollowViewSizeCameraTest, FollowsTheViewThatCullsIt)
 TEST(FacadeTest, OwnsTheShaderCatalogueFilledAtStart)
 {
     EXPECT_FALSE(OrvaneSingleton::instance()->getShaderMgr()->fileTable().empty());
+}
+
+TEST(PostDrawCaptureTest, SavesACentredRectangleOfTheFrame)
+{
+    CanvasWindow w;
+    const QColor clear(30, 120, 210);
+    w.item()->setClearColor(clear);
+    ASSERT_TRUE(w.show());
+    QTemporaryDir dir;
+    const QString path = dir.filePath("capture.png");
+    auto finished = QSharedPointer<PostDrawCallBackObject>::create();
+    QSignalSpy done(finished.data(), &PostDrawCallBackObject::captureFinished);
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
+        auto* callback = findPostDrawCallback<PostDrawCallBack>(info.masterCamera());
+        ASSERT_TRUE(callback);
+        callback->setConnectObject(PostDrawCallBack::CONNECT_OBJECT_NAME_CAPTURE, finished);
+        callback->setOperationType(PostDrawCallBack::CaptureScreen,
+                                   QVariantMap{{"path", path}, {"width", 40}, {"height", 30}});
+    }));
+    w.item()->frame();
+    ASSERT_TRUE(waitUntil([&] { return done.count() == 1; }));
+    EXPECT_TRUE(done.first().first().toBool());
+    const QImage image(path);
+    EXPECT_EQ(image.size(), QSize(40, 30));
+    EXPECT_TRUE(OrvaneTest::near(image.pixelColor(20, 15), clear, 2));
 }

@@ -179,3 +179,33 @@ TEST_F(ZoomTest, DraggingThroughTheItemTurnsTheCameraAndTellsTheFacade)
     EXPECT_TRUE(waitUntil([&] { return rotated.count() > 0 && moved.count() > 0; }));
     EXPECT_NE(camera().toWindow, before.toWindow);
 }
+
+TEST_F(ZoomTest, AltOneClickPicksTheRotateCentreOnTheSurface)
+{
+    const float x = 60, y = 50;
+    osgGA::EventQueue* queue = w.item()->eventQueue();
+    // The pointer's depth is read after a frame with the pointer there.
+    queue->mouseMotion(x, y);
+    w.item()->frame();
+    ASSERT_TRUE(w.run(nullptr));
+    ASSERT_TRUE(w.run(nullptr));
+    const CameraState state = camera();
+    queue->keyPress('1');
+    queue->getCurrentEventState()->setModKeyMask(GA::MODKEY_ALT);
+    queue->mouseButtonPress(x, y, 1);
+    queue->mouseButtonRelease(x, y, 1);
+    queue->keyRelease('1');
+    queue->getCurrentEventState()->setModKeyMask(0);
+    w.item()->frame();
+    ASSERT_TRUE(w.run(nullptr));
+    osg::Vec3f centre;
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
+        centre = static_cast<CustomizeManipulator*>(info.mainView()->getCameraManipulator())
+                     ->getRotateCenter();
+    }));
+    const osg::Vec3d expected = wallPointUnder(state, x, CanvasWindow::kHeight - y);
+    // The depth comes from the pixel whose corner the pointer names: within a pixel or two.
+    const double pixel =
+        (wallPointUnder(state, x + 1, CanvasWindow::kHeight - y) - expected).length();
+    EXPECT_NEAR((osg::Vec3d(centre) - expected).length(), 0.0, 2.0 * pixel);
+}
