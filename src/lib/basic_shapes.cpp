@@ -3,6 +3,7 @@
 #include <cmath>
 #include <osg/Geode>
 #include <osg/Geometry>
+#include <osg/LineWidth>
 
 namespace Vorna {
 namespace Orvane {
@@ -64,6 +65,40 @@ osg::Node* createAxisWithArrow(const osg::Vec3f& from, const osg::Vec3f& to,
     geode->addDrawable(makeGeometry(coneVertices, GL_TRIANGLES, color));
     geode->getOrCreateStateSet()->setMode(GL_LIGHTING, osg::StateAttribute::OFF);
     return geode;
+}
+
+namespace {
+osg::Vec3Array* boxEdges(const osg::BoundingBox& box)
+{
+    auto* vertices = new osg::Vec3Array;
+    for (int i = 0; i < 8; ++i)
+        for (int axis = 0; axis < 3; ++axis)
+            if (!(i & (1 << axis))) {
+                vertices->push_back(box.corner(i));
+                vertices->push_back(box.corner(i | (1 << axis)));
+            }
+    return vertices;
+}
+} // namespace
+
+osg::Geode* createLineFrame(const osg::BoundingBox& box, const osg::Vec3f& color, float width)
+{
+    auto* geode = new osg::Geode;
+    geode->addDrawable(makeGeometry(boxEdges(box), GL_LINES, osg::Vec4f(color, 1.0f)));
+    osg::StateSet* ss = geode->getOrCreateStateSet();
+    ss->setAttributeAndModes(new osg::LineWidth(width));
+    ss->setMode(GL_LIGHTING, osg::StateAttribute::OFF);
+    return geode;
+}
+
+void updateFrame(const osg::BoundingBox& box, osg::Geode* frame)
+{
+    osg::Geometry* geometry =
+        frame && frame->getNumDrawables() ? frame->getDrawable(0)->asGeometry() : nullptr;
+    if (!geometry)
+        return;
+    geometry->setVertexArray(boxEdges(box));
+    geometry->dirtyBound();
 }
 
 osg::Node* createSolidSphere(const osg::Vec3f& centre, float radius, const osg::Vec4f& color)

@@ -68,6 +68,7 @@ CustomizeManipulator::CustomizeManipulator(int)
     m_deviceActionOperators[{0, left}] = Rotate;
     m_deviceActionOperators[{GA::MODKEY_SHIFT, left}] = None;
 
+    initRotateMap(m_rotateMap);
     m_showRotateCenter = false;
     initRotateCenterSphere();
     m_projectionHandle = nullptr;

@@ -43,6 +43,19 @@ class CustomizeManipulator : public QObject, public osgGA::OrbitManipulator
 public:
     enum CCMOperatorType : int { None = 0, Rotate = 1, Move = 2, Zoom = 3, Select = 4 };
     enum ManipulatorType : int { Orthographic = 0, Perspective = 1 };
+    enum DirectionType : int { Front = 0, Back, Left, Right, Top, Bottom };
+
+    // One camera animation: a turn about a single axis, a linear centre and distance.
+    struct CameraTransformAnimationData : public osgGA::StandardManipulator::AnimationData {
+        osg::Vec3f m_startCenter;
+        float m_startDistance = 0.0f;
+        float m_elapsed = 0.0f;
+        osg::Quat m_startRotation;
+        osg::Vec3f m_axis{0.0f, 0.0f, 1.0f};
+        float m_angle = 0.0f;
+        osg::Vec3f m_targetCenter;
+        float m_targetDistance = 0.0f;
+    };
 
     struct DeviceAction {
         int modifierMask = 0;
@@ -75,6 +88,37 @@ public:
     void home(double currentTime) override;
     bool handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAdapter& us) override;
     void updateCamera(osg::Camera& camera) override;
+
+    // Camera animation, stepped by the frame loop.
+    void setTransformAnimation(const osg::Quat& rotation, const osg::Vec3f& center, float distance,
+                               float animationTime, float startTime);
+    void applyAnimationStep(const double t, const double previous) override;
+    bool performAnimationMovement(const osgGA::GUIEventAdapter& ea,
+                                  osgGA::GUIActionAdapter& us) override;
+    void finishAnimation() override;
+    const CameraTransformAnimationData* cameraAnimation() const
+    {
+        return dynamic_cast<const CameraTransformAnimationData*>(_animationData.get());
+    }
+
+    // Named view directions.
+    osg::Quat getRotateByDirection(DirectionType type) const;
+    void setCameraDirectionType(DirectionType type, bool animated);
+    osg::Operation* setCameraDirectionTypeOperation(DirectionType type, bool animated,
+                                                    float distanceScale = 3.5f);
+    osg::Operation* setCameraPosWithAnimationOperation(const osg::Quat& rotation, bool fitToNode,
+                                                       float animationTime, float distanceScale);
+    void setCameraPosWithAnimation(const osg::Quat& rotation, bool fitToNode, float animationTime);
+    void setIsFrontZDirUp(bool up) { m_isFrontZDirUp = up; }
+    bool getIsFrontZDirUp() const { return m_isFrontZDirUp; }
+    void setIsFrontXDirFront(bool front) { m_isFrontXDirFront = front; }
+    bool getIsFrontXDirFront() const { return m_isFrontXDirFront; }
+    // Emits isAlreadyFitState(flag) when the camera already stands at that distance and centre.
+    void checkIsAlreadyFit(float distance, const osg::Vec3f& center, bool isManualFitView);
+    void setMouseInGizemoFitRegion(bool in);
+    bool bMouseInGizmoFitRegion() const { return m_mouseInGizmoFitRegion; }
+    // The projection a fit at `distance` will have: orthographic extents follow the distance.
+    osg::Matrixd getPrjMatAndOrthoAdjustByDist(double distance) const;
 
     void rotate(double dt, double dx, double dy);
     void move(double dt, double dx, double dy);
@@ -189,6 +233,8 @@ protected:
 
 private:
     void initRotateCenterSphere();
+    void initRotateMap(std::map<DirectionType, osg::Quat>& map) const;
+    osg::Quat directionRotation(DirectionType type) const;
     void updateRotateCenterSpherePos();
     void trackballCustom(osg::Vec3d& axis, float& angle, float p1x, float p1y, float p2x,
                          float p2y);
@@ -225,6 +271,10 @@ private:
     osg::ref_ptr<osg::Group> m_rotateCenterGroup;
     osg::ref_ptr<osg::MatrixTransform> m_rotateCenterTransform;
     osg::ref_ptr<osgGA::GUIEventAdapter> m_lastTouchEvent;
+    std::map<DirectionType, osg::Quat> m_rotateMap;
+    bool m_isFrontZDirUp = true;
+    bool m_isFrontXDirFront = false;
+    bool m_mouseInGizmoFitRegion = false;
     float m_rotateSensitivity = 1.5f;
     osg::Quat m_lastRotation;
     osg::Vec3d m_lastCenter;
