@@ -1,7 +1,9 @@
 // The viewer: a QML window with a Canvas3DItem, driven only through operations, as an
 // application embedding the library would.
 #include "builtin_scene.h"
+#include "viewer_keys.h"
 
+#include "camera_operations.h"
 #include "canvas3d_item.h"
 #include "canvas3d_view.h"
 #include "orvane_operations.h"
@@ -42,7 +44,8 @@ int main(int argc, char** argv)
     QQmlApplicationEngine engine;
     engine.rootContext()->setContextProperty("viewerWidth", width);
     engine.rootContext()->setContextProperty("viewerHeight", height);
-    engine.rootContext()->setContextProperty("viewerStatus", "built-in scene: torus");
+    engine.rootContext()->setContextProperty(
+        "viewerStatus", "built-in scene: torus    F fit, 2-7 views, O ortho/persp");
     engine.load(QUrl("qrc:/viewer/main.qml"));
     if (engine.rootObjects().isEmpty())
         return 1;
@@ -52,7 +55,8 @@ int main(int argc, char** argv)
     osg::ref_ptr<osg::Node> mesh = createBuiltinMesh();
     canvas->addOperation(new LambdaOperation(
         [mesh](RenderInfo& info) { ViewMgr::getModel(info.mainView())->addChild(mesh.get()); }));
-    canvas->home();
+    canvas->addOperation(new AddEventHandler(new ViewerKeys));
+    canvas->addOperation(new FitOperationAuto(nullptr, false));
 
     if (parser.isSet(grabOption)) {
         const QString path = parser.value(grabOption);

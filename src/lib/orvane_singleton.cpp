@@ -1,5 +1,6 @@
 #include "orvane_singleton.h"
 
+#include "animation_mgr.h"
 #include "camera_ctrl/customize_manipulator.h"
 #include "canvas3d_item_canvas.h"
 #include "canvas3d_view.h"
@@ -626,6 +627,11 @@ void OrvaneSingleton::setFitByScreenCoord(osgViewer::View* view, bool fitByScree
     }
     info->bFitByScreenCoord = fitByScreenCoord;
     info->screenCoord = screenCoord;
+}
+
+void OrvaneSingleton::framing(CanvasBase* canvas, osgViewer::View* view, float time)
+{
+    AnimationMgr::instance()->addAnimation(canvas, view, time);
 }
 
 bool OrvaneSingleton::addShader(const std::string& shaderName,

@@ -151,6 +151,8 @@ public:
     // Direct methods, acting at the call.
     Q_INVOKABLE void setFitByScreenCoord(osgViewer::View* view, bool fitByScreenCoord,
                                          const osg::Vec2f& screenCoord);
+    // Keeps frames coming on `canvas` for `time` seconds, as an animation of `view`.
+    Q_INVOKABLE void framing(Vorna::Orvane::CanvasBase* canvas, osgViewer::View* view, float time);
     bool addShader(const std::string& shaderName,
                    const std::map<osg::Shader::Type, QByteArray>& sources);
     Q_INVOKABLE void updateScanStateNoOpe();
