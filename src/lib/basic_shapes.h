@@ -9,8 +9,8 @@
 namespace Vorna {
 namespace Orvane {
 
-// Plain osg::Geometry with vertex array objects: osg::ShapeDrawable crashes inside Mesa when
-// drawn in the canvas.
+// Plain osg::Geometry with vertex array objects. An osg::ShapeDrawable cone in the hidden
+// render-to-texture pass crashed inside Mesa on the first frame; these draw everywhere.
 
 // A line from `from` to `to` with a cone at its tip, unlit, in one colour.
 osg::Node* createAxisWithArrow(const osg::Vec3f& from, const osg::Vec3f& to,
