@@ -74,7 +74,7 @@ protected:
 class Mesh : public DrawableBase
 {
 public:
-    enum UniformType {
+    enum UniformType : int {
         Front = 0,
         Back,
         Light,
@@ -131,7 +131,7 @@ public:
 class Point : public DrawableBase
 {
 public:
-    enum UniformType {
+    enum UniformType : int {
         PointSize = 0,
         Light1Direction,
         Light1Param,
