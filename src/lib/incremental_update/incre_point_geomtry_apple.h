@@ -1,0 +1,144 @@
+#pragma once
+
+#include "incre_base_geomtry_apple.h"
+#include "incre_whole_data_buffer.h"
+
+#include <QMutex>
+#include <array>
+#include <atomic>
+#include <memory>
+#include <osg/Texture2D>
+#include <queue>
+#include <thread>
+
+namespace Vorna {
+namespace Orvane {
+
+class GLShader;
+
+// The live scan cloud. Producer threads push patches and sizes at any time; the render thread
+// scatters them by vertex id into the whole-cloud buffers and draws from those with one
+// glDrawArrays. Paused, the cloud lives in ordinary scene-graph arrays and the GPU buffers are
+// released.
+class IncrePointGeometryApple : public BaseGeometryApple
+{
+public:
+    static constexpr uint32_t kMaxPointCount = 240000000;
+
+    struct CutPlaneInfo {
+        bool enabled = false;
+        float selectIndex = 1.0f;
+        osg::Vec3 direction;
+        osg::Vec3 center;
+    };
+
+    IncrePointGeometryApple(bool hasColor, bool bindEditPointProgram = true,
+                            bool useBasicLighting = true);
+
+    // Any thread.
+    void addIncreasePatchData(std::shared_ptr<IncrePatchData> patch);
+    void setWholeSize(uint32_t size);
+    void setPatchVertexSize(int size) { m_patchVertexSize = size; }
+    void setFrameMatrix(const std::vector<std::array<float, 16>>& matrices);
+    void markFrameRtsDirty(bool dirty) { m_frameRtTexture.dirty = dirty; }
+    void setIsIncreaseUpdate(bool increase) { m_isIncreaseUpdate = increase; }
+    void setIsRigidScan(bool rigid);
+    void setHasState(bool hasState) { m_hasState = hasState; }
+    void showColorSpectrum(bool show) { m_showColorSpectrum = show; }
+    void openFrameDbgLogOpen(bool open) { m_frameDbgLog = open; }
+    void setBoxValue(const osg::Vec3f& min, const osg::Vec3f& max);
+    void setForbidenSparseBuffer(bool) {}
+
+    // With a current GL context (render thread).
+    void initDrawCall() override;
+    bool beginOfIncreUpdate();
+    bool endOfIncreUpdate();
+    bool fetchAndUpdateAttrib(osg::ref_ptr<osg::Vec3Array>& vertArr,
+                              osg::ref_ptr<osg::Vec3Array>& normArr,
+                              osg::ref_ptr<osg::Vec3Array>& clrArr,
+                              osg::ref_ptr<osg::ByteArray>& stateArr);
+    void drawCall(osg::RenderInfo& renderInfo) override;
+
+    bool isRunning() const { return m_isRunning; }
+    bool isInited() const { return m_isInited; }
+    uint32_t wholeSize() const { return m_wholeSize; }
+    uint64_t drawablePointCapacity() const { return m_drawablePointCapacity; }
+    std::shared_ptr<IncrePtDataWholeBuffer> wholeDataBuffer() const { return m_wholeDataBuf; }
+    const CutPlaneInfo& cutPlaneInfo() const { return m_cutPlaneInfo; }
+    size_t queuedPatchCount();
+
+protected:
+    ~IncrePointGeometryApple() override;
+
+private:
+    struct IncrePointGLBuffer {
+        GLuint vao = 0;
+        GLuint wholeFrameIdBuffer = 0;
+    };
+    struct IncreFrameRtTexture {
+        osg::ref_ptr<osg::Image> image;
+        float* data = nullptr;
+        osg::ref_ptr<osg::Texture2D> texture;
+        bool useFloat = true;
+        bool dirty = true;
+    };
+
+    void initOsg();
+    void initDraw();
+    bool initBuffer();
+    void setVertexAttribute();
+    bool resizeBuffer();
+    bool expandWholeFrameIdBuffer(uint32_t vertexCount);
+    void updateIncreasePatchs();
+    void updatePatch();
+    void updatePatchToWhole();
+    void updatePatchToWholeBuffer(IncrePatchData* patch, const WholePointBufferData& data);
+    void updateFrameMatrixBuffer();
+    void drawWhole(osg::RenderInfo& renderInfo);
+    bool updateDrawablePointCapacity();
+    void setWholePointCloudUniform(osg::RenderInfo& renderInfo);
+    bool fetchOsgUniform(osg::RenderInfo& renderInfo);
+    void bakeCutPlane(osg::Vec3Array* positions, osg::ByteArray* states) const;
+    std::shared_ptr<IncrePatchData> frontPatch();
+    void popPatch();
+    qint64 getBufferByteSize(GLuint id);
+    void* getBufAddress(GLuint id);
+
+    QOpenGLFunc* m_gl = nullptr;
+    unsigned int m_contextId = 0;
+    std::thread::id m_renderThreadId;
+    bool m_isInited = false;
+    CutPlaneInfo m_cutPlaneInfo;
+    BBoxCallback* m_bboxCallback = nullptr;
+    std::unique_ptr<GLShader> m_drawProgram;
+    QMutex m_patchMutex;
+    std::queue<std::shared_ptr<IncrePatchData>> m_queuePatchData;
+    std::atomic<int> m_patchVertexSize{0};
+    bool m_hasState = false;
+    bool m_bRigidScan = false;
+    std::vector<std::array<float, 16>> m_frameRts;
+    QMutex m_frameMutex;
+    IncrePointGLBuffer m_increGLBuffer;
+    IncreFrameRtTexture m_frameRtTexture;
+    std::atomic<uint32_t> m_wholeSize{0};
+    uint64_t m_drawablePointCapacity = 0;
+    bool m_drawableCapacityDirty = true;
+    bool m_capacityFailLogged = false;
+    bool m_drawLimitLogged = false;
+    bool m_resizeFailLogged = false;
+    bool m_isIncreaseUpdate = false;
+    uint32_t m_drawStep = 1;
+    bool m_isRunning = false;
+    bool m_osgDrawPending = false;
+    bool m_showColorSpectrum = true;
+    bool m_bindEditPointProgram;
+    bool m_useBasicLighting;
+    std::shared_ptr<IncrePtDataWholeBuffer> m_wholeDataBuf;
+    bool m_frameDbgLog = false;
+};
+
+// Depth-first search for the live cloud under `root`.
+IncrePointGeometryApple* findIncrePointGeometryApple(osg::Node* root);
+
+} // namespace Orvane
+} // namespace Vorna
