@@ -22,15 +22,19 @@ namespace {
 constexpr int kFrameTextureSide = 1024;
 constexpr qint64 kFrameIdGrowStep = 2000000;
 
-const char* nullOr(const void* p) { return p ? "not null" : "null"; }
+const char* nullOr(const void* p)
+{
+    return p ? "not null" : "null";
+}
 
 // Scene-graph uniforms a parent may hold for the cloud: lights and the back colour switch.
 bool isCloudUniformName(const std::string& name)
 {
-    static const char* const names[] = {
-        "lightDirection", "lightParam", "light1Direction", "light1Param", "light2Direction",
-        "light2Param", "light3Direction", "light3Param", "light4Direction", "light4Param",
-        "lightBkDirection", "lightBkParam", "ubTexture", "useBackColor"};
+    static const char* const names[] = {"lightDirection",  "lightParam",       "light1Direction",
+                                        "light1Param",     "light2Direction",  "light2Param",
+                                        "light3Direction", "light3Param",      "light4Direction",
+                                        "light4Param",     "lightBkDirection", "lightBkParam",
+                                        "ubTexture",       "useBackColor"};
     for (const char* n : names)
         if (name == n)
             return true;
@@ -68,18 +72,22 @@ IncrePointGeometryApple::~IncrePointGeometryApple()
 void IncrePointGeometryApple::addIncreasePatchData(std::shared_ptr<IncrePatchData> patch)
 {
     if (!m_isInited) {
-        qCWarning(orvane) << "addIncreasePatchData" << "Haven't inited !!";
+        qCWarning(orvane) << "addIncreasePatchData"
+                          << "Haven't inited !!";
         return;
     }
     if (!patch) {
-        qCWarning(orvane) << "addIncreasePatchData" << "patch is nullptr !!";
+        qCWarning(orvane) << "addIncreasePatchData"
+                          << "patch is nullptr !!";
         return;
     }
     if (m_frameDbgLog) {
-        QString line = patch->vertArr ? QString("patch->vertArr eleNum is %1").arg(patch->vertArr->size())
-                                      : QString("patch->vertArr is null");
-        line += patch->normArr ? QString(", patch->normArr eleNum is %1").arg(patch->normArr->size())
-                               : QString(", patch->normArr is null");
+        QString line = patch->vertArr
+                           ? QString("patch->vertArr eleNum is %1").arg(patch->vertArr->size())
+                           : QString("patch->vertArr is null");
+        line += patch->normArr
+                    ? QString(", patch->normArr eleNum is %1").arg(patch->normArr->size())
+                    : QString(", patch->normArr is null");
         line += patch->clrArr ? QString(", patch->clrArr eleNum is %1").arg(patch->clrArr->size())
                               : QString(", patch->clrArr is null");
         if (patch->stateArr) {
@@ -136,7 +144,8 @@ void IncrePointGeometryApple::setIsRigidScan(bool rigid)
 {
     m_bRigidScan = rigid;
     m_drawableCapacityDirty = true;
-    qCInfo(orvane) << "setIsRigidScan" << "m_bRigidScan is" << (rigid ? "rigid" : "non rigid");
+    qCInfo(orvane) << "setIsRigidScan"
+                   << "m_bRigidScan is" << (rigid ? "rigid" : "non rigid");
 }
 
 void IncrePointGeometryApple::setBoxValue(const osg::Vec3f& min, const osg::Vec3f& max)
@@ -149,7 +158,8 @@ void IncrePointGeometryApple::setBoxValue(const osg::Vec3f& min, const osg::Vec3
 
 void IncrePointGeometryApple::initDrawCall()
 {
-    qCInfo(orvane) << "initDrawCall" << "Begin";
+    qCInfo(orvane) << "initDrawCall"
+                   << "Begin";
     if (m_isInited)
         return;
     m_gl = getGlFun();
@@ -159,9 +169,11 @@ void IncrePointGeometryApple::initDrawCall()
     initDraw();
     if (initBuffer()) {
         m_isInited = true;
-        qCInfo(orvane) << "initDrawCall" << "End";
+        qCInfo(orvane) << "initDrawCall"
+                       << "End";
     } else {
-        qCWarning(orvane) << "initDrawCall" << "End, initBuffer failed !!";
+        qCWarning(orvane) << "initDrawCall"
+                          << "End, initBuffer failed !!";
     }
 }
 
@@ -174,7 +186,8 @@ void IncrePointGeometryApple::initOsg()
     setVertexAttribArray(0, new osg::Vec3Array, osg::Array::BIND_PER_VERTEX);
     setVertexAttribArray(1, new osg::Vec3Array, osg::Array::BIND_PER_VERTEX);
     if (m_hasColor) {
-        qCInfo(orvane) << "initOsg" << "Create Color Array";
+        qCInfo(orvane) << "initOsg"
+                       << "Create Color Array";
         setVertexAttribArray(2, new osg::Vec3Array, osg::Array::BIND_PER_VERTEX);
     }
     auto* states = new osg::ByteArray;
@@ -207,16 +220,19 @@ void IncrePointGeometryApple::initOsg()
 
 void IncrePointGeometryApple::initDraw()
 {
-    qCInfo(orvane) << "initDraw" << "======IncrePointGeometryApple::initDraw macos";
+    qCInfo(orvane) << "initDraw"
+                   << "======IncrePointGeometryApple::initDraw macos";
     const std::string vertex = GLShader::readShaderCode(
         m_useBasicLighting ? ":/point/point_cloud_draw_whole_apple.vert"
                            : ":/point/point_cloud_draw_whole_apple_material.vert");
-    const std::string fragment = GLShader::readShaderCode(":/point/point_cloud_draw_whole_apple.frag");
+    const std::string fragment =
+        GLShader::readShaderCode(":/point/point_cloud_draw_whole_apple.frag");
     GLShader::ShaderInfo list[] = {{GL_VERTEX_SHADER, vertex.c_str(), 0},
                                    {GL_FRAGMENT_SHADER, fragment.c_str(), 0},
                                    {0, nullptr, 0}};
     m_drawProgram.reset(new GLShader(list));
-    qCInfo(orvane) << "initDraw" << "======IncrePointGeometryApple::initDraw end ==============";
+    qCInfo(orvane) << "initDraw"
+                   << "======IncrePointGeometryApple::initDraw end ==============";
 }
 
 bool IncrePointGeometryApple::initBuffer()
@@ -224,18 +240,22 @@ bool IncrePointGeometryApple::initBuffer()
     if (!m_gl)
         return false;
     if (m_wholeDataBuf && m_wholeDataBuf->isInited()) {
-        qCInfo(orvane) << "initBuffer" << "Already inited !!";
+        qCInfo(orvane) << "initBuffer"
+                       << "Already inited !!";
         return true;
     }
     m_gl->glGenVertexArrays(1, &m_increGLBuffer.vao);
-    qCInfo(orvane) << "initBuffer" << "m_wholeDataBuf use IncrePtCommonWholeBuffer";
+    qCInfo(orvane) << "initBuffer"
+                   << "m_wholeDataBuf use IncrePtCommonWholeBuffer";
     m_wholeDataBuf = std::make_shared<IncrePtCommonWholeBuffer>();
     if (!m_wholeDataBuf->init(m_hasColor, m_gl)) {
-        qCWarning(orvane) << "initBuffer" << "m_wholeDataBuf init failed !!";
+        qCWarning(orvane) << "initBuffer"
+                          << "m_wholeDataBuf init failed !!";
         return false;
     }
     m_gl->glGenBuffers(1, &m_increGLBuffer.wholeFrameIdBuffer);
-    qCInfo(orvane) << "initBuffer" << "m_bRigidScan is" << (m_bRigidScan ? "rigid" : "non rigid");
+    qCInfo(orvane) << "initBuffer"
+                   << "m_bRigidScan is" << (m_bRigidScan ? "rigid" : "non rigid");
     if (!m_bRigidScan) {
         const qint64 bytes = (20000000 + 4095) / 4096 * 4096;
         std::vector<char> zeros(static_cast<size_t>(bytes), 0);
@@ -281,27 +301,33 @@ void IncrePointGeometryApple::setVertexAttribute()
 
 bool IncrePointGeometryApple::beginOfIncreUpdate()
 {
-    qCInfo(orvane) << "beginOfIncreUpdate" << "Begin";
+    qCInfo(orvane) << "beginOfIncreUpdate"
+                   << "Begin";
     if (!m_isInited) {
-        qCWarning(orvane) << "beginOfIncreUpdate" << "End, m_isInited = false";
+        qCWarning(orvane) << "beginOfIncreUpdate"
+                          << "End, m_isInited = false";
         return false;
     }
     if (m_isRunning) {
-        qCInfo(orvane) << "beginOfIncreUpdate" << "End, Already Running";
+        qCInfo(orvane) << "beginOfIncreUpdate"
+                       << "End, Already Running";
         return true;
     }
     if (!m_increGLBuffer.vao)
         m_gl->glGenVertexArrays(1, &m_increGLBuffer.vao);
     if (m_wholeDataBuf && m_wholeDataBuf->getBuf(0) == 0) {
-        osg::ref_ptr<osg::Vec3Array> positions = dynamic_cast<osg::Vec3Array*>(getVertexAttribArray(0));
-        osg::ref_ptr<osg::Vec3Array> normals = dynamic_cast<osg::Vec3Array*>(getVertexAttribArray(1));
+        osg::ref_ptr<osg::Vec3Array> positions =
+            dynamic_cast<osg::Vec3Array*>(getVertexAttribArray(0));
+        osg::ref_ptr<osg::Vec3Array> normals =
+            dynamic_cast<osg::Vec3Array*>(getVertexAttribArray(1));
         osg::ref_ptr<osg::Vec3Array> colors =
             getNumVertexAttribArrays() > 2 ? dynamic_cast<osg::Vec3Array*>(getVertexAttribArray(2))
                                            : nullptr;
         osg::ref_ptr<osg::ByteArray> states =
             getNumVertexAttribArrays() > 4 ? dynamic_cast<osg::ByteArray*>(getVertexAttribArray(4))
                                            : nullptr;
-        qCInfo(orvane) << "beginOfIncreUpdate" << "m_hasColor: " << m_hasColor;
+        qCInfo(orvane) << "beginOfIncreUpdate"
+                       << "m_hasColor: " << m_hasColor;
         m_wholeDataBuf->setHasColor(m_hasColor);
         if (positions && (!states || states->size() != positions->size()))
             states = new osg::ByteArray(positions->size());
@@ -320,23 +346,28 @@ bool IncrePointGeometryApple::beginOfIncreUpdate()
     }
     m_cutPlaneInfo.enabled = false;
     m_isRunning = true;
-    qCInfo(orvane) << "beginOfIncreUpdate" << "End";
+    qCInfo(orvane) << "beginOfIncreUpdate"
+                   << "End";
     return true;
 }
 
 bool IncrePointGeometryApple::endOfIncreUpdate()
 {
-    qCInfo(orvane) << "endOfIncreUpdate" << "Begin";
+    qCInfo(orvane) << "endOfIncreUpdate"
+                   << "Begin";
     if (!m_isInited) {
-        qCWarning(orvane) << "endOfIncreUpdate" << "End, m_isInited = false";
+        qCWarning(orvane) << "endOfIncreUpdate"
+                          << "End, m_isInited = false";
         return false;
     }
     if (!m_isRunning) {
-        qCInfo(orvane) << "endOfIncreUpdate" << "End, Already Paused";
+        qCInfo(orvane) << "endOfIncreUpdate"
+                       << "End, Already Paused";
         return true;
     }
     if (const size_t queued = queuedPatchCount()) {
-        qCInfo(orvane) << "endOfIncreUpdate" << "consume m_queuePatchData, size: " << queued;
+        qCInfo(orvane) << "endOfIncreUpdate"
+                       << "consume m_queuePatchData, size: " << queued;
         if (!resizeBuffer()) {
             qCWarning(orvane) << "endOfIncreUpdate"
                               << "buffer resize failed; cannot consume pending patch data";
@@ -349,7 +380,8 @@ bool IncrePointGeometryApple::endOfIncreUpdate()
     osg::ref_ptr<osg::Vec3Array> positions, normals, colors;
     osg::ref_ptr<osg::ByteArray> states;
     if (!fetchAndUpdateAttrib(positions, normals, colors, states)) {
-        qCWarning(orvane) << "endOfIncreUpdate" << "End, fetchAttribFromBuffer failed !!";
+        qCWarning(orvane) << "endOfIncreUpdate"
+                          << "End, fetchAttribFromBuffer failed !!";
         return false;
     }
     states->setPreserveDataType(true);
@@ -361,7 +393,8 @@ bool IncrePointGeometryApple::endOfIncreUpdate()
     deleteVertexArray(m_increGLBuffer.vao);
     m_wholeDataBuf->delBufAndRecordSize();
     m_isRunning = false;
-    qCInfo(orvane) << "endOfIncreUpdate" << "End";
+    qCInfo(orvane) << "endOfIncreUpdate"
+                   << "End";
     return true;
 }
 
@@ -370,10 +403,12 @@ bool IncrePointGeometryApple::fetchAndUpdateAttrib(osg::ref_ptr<osg::Vec3Array>&
                                                    osg::ref_ptr<osg::Vec3Array>& clrArr,
                                                    osg::ref_ptr<osg::ByteArray>& stateArr)
 {
-    qCInfo(orvane) << "fetchAndUpdateAttrib" << "Begin";
+    qCInfo(orvane) << "fetchAndUpdateAttrib"
+                   << "Begin";
     const uint32_t count = m_wholeSize;
     if (count == 0) {
-        qCWarning(orvane) << "fetchAndUpdateAttrib" << "End, wholeSize == 0 !!";
+        qCWarning(orvane) << "fetchAndUpdateAttrib"
+                          << "End, wholeSize == 0 !!";
         return false;
     }
     if (!m_wholeDataBuf)
@@ -385,8 +420,8 @@ bool IncrePointGeometryApple::fetchAndUpdateAttrib(osg::ref_ptr<osg::Vec3Array>&
         stateArr = new osg::ByteArray(count);
         stateArr->setVertexBufferObject(new osg::VertexBufferObject);
     } catch (const std::bad_alloc&) {
-        qCWarning(orvane) << "fetchAndUpdateAttrib" << "OSG attribute allocation failed, point count:"
-                          << count;
+        qCWarning(orvane) << "fetchAndUpdateAttrib"
+                          << "OSG attribute allocation failed, point count:" << count;
         vertArr = normArr = clrArr = nullptr;
         stateArr = nullptr;
         return false;
@@ -398,17 +433,20 @@ bool IncrePointGeometryApple::fetchAndUpdateAttrib(osg::ref_ptr<osg::Vec3Array>&
         if (m_wholeDataBuf->fetchAttrib(index, static_cast<int>(count), targets[index]))
             continue;
         if (index == WDBI_Color) {
-            qCInfo(orvane) << "fetchAndUpdateAttrib" << "Have none color attrib";
+            qCInfo(orvane) << "fetchAndUpdateAttrib"
+                           << "Have none color attrib";
             clrArr = nullptr;
             continue;
         }
-        qCWarning(orvane) << "fetchAndUpdateAttrib" << "End, cannot fetch attrib !! index:" << index;
+        qCWarning(orvane) << "fetchAndUpdateAttrib"
+                          << "End, cannot fetch attrib !! index:" << index;
         return false;
     }
     if (RectCutPlane::hasRectCutPlane() && m_cutPlaneInfo.enabled &&
         stateArr->size() == vertArr->size())
         bakeCutPlane(vertArr.get(), stateArr.get());
-    qCInfo(orvane) << "fetchAndUpdateAttrib" << "End";
+    qCInfo(orvane) << "fetchAndUpdateAttrib"
+                   << "End";
     return true;
 }
 
@@ -501,8 +539,10 @@ bool IncrePointGeometryApple::resizeBuffer()
         const GLenum error = m_gl->glGetError();
         if (error || bytes < 0)
             return failOnce([&] {
-                qCWarning(orvane) << "resizeBuffer" << "frameId buffer size query failed"
-                                  << "error:" << error << "bytes:" << bytes << "wholeSize:" << whole;
+                qCWarning(orvane) << "resizeBuffer"
+                                  << "frameId buffer size query failed"
+                                  << "error:" << error << "bytes:" << bytes
+                                  << "wholeSize:" << whole;
             });
         const qint64 frameIdCount = bytes / 4;
         const qint64 needed = m_isIncreaseUpdate ? static_cast<qint64>(whole) + std::max(patch, 0)
@@ -513,8 +553,8 @@ bool IncrePointGeometryApple::resizeBuffer()
                                       : static_cast<qint64>(whole) + 20000;
             if (target > std::numeric_limits<uint32_t>::max())
                 return failOnce([&] {
-                    qCWarning(orvane) << "resizeBuffer" << "frame id vertex count exceeds uint32:"
-                                      << target;
+                    qCWarning(orvane) << "resizeBuffer"
+                                      << "frame id vertex count exceeds uint32:" << target;
                 });
             if (!expandWholeFrameIdBuffer(static_cast<uint32_t>(target)))
                 return failOnce([&] {
@@ -558,7 +598,8 @@ bool IncrePointGeometryApple::expandWholeFrameIdBuffer(uint32_t vertexCount)
     try {
         zeros.assign(static_cast<size_t>(rounded), 0);
     } catch (const std::bad_alloc&) {
-        qCWarning(orvane) << op << "frame id buffer initialization allocation failed, new vertex count:"
+        qCWarning(orvane) << op
+                          << "frame id buffer initialization allocation failed, new vertex count:"
                           << vertexCount;
         return fail();
     }
@@ -589,8 +630,8 @@ bool IncrePointGeometryApple::expandWholeFrameIdBuffer(uint32_t vertexCount)
     if (copySize > 0)
         m_gl->glCopyBufferSubData(GL_COPY_READ_BUFFER, GL_ARRAY_BUFFER, 0, 0, copySize);
     if (const GLenum error = m_gl->glGetError()) {
-        qCWarning(orvane) << op << "glCopyBufferSubData failed:" << error << "copySize is: "
-                          << copySize << "new vertex count:" << vertexCount;
+        qCWarning(orvane) << op << "glCopyBufferSubData failed:" << error
+                          << "copySize is: " << copySize << "new vertex count:" << vertexCount;
         return fail();
     }
     m_gl->glBindBuffer(GL_ARRAY_BUFFER, 0);
@@ -648,10 +689,10 @@ void IncrePointGeometryApple::updatePatch()
 
     const bool hasColor = patch->clrArr && m_hasColor;
     if (!patch->vertArr || !patch->normArr) {
-        qCWarning(orvane) << "updatePatch" << "Unexpected patchData, vertArr:"
-                          << nullOr(patch->vertArr.get()) << ", normArr:"
-                          << nullOr(patch->normArr.get()) << ", clrArr:"
-                          << nullOr(patch->clrArr.get());
+        qCWarning(orvane) << "updatePatch"
+                          << "Unexpected patchData, vertArr:" << nullOr(patch->vertArr.get())
+                          << ", normArr:" << nullOr(patch->normArr.get())
+                          << ", clrArr:" << nullOr(patch->clrArr.get());
         return;
     }
     const size_t n = patch->vertArr->size();
@@ -659,15 +700,17 @@ void IncrePointGeometryApple::updatePatch()
     if (patch->normArr->size() != n || patch->patchIdData.size() != n ||
         (patch->stateArr && patch->stateArr->size() != n) ||
         (!m_bRigidScan && patch->patchFrameIdData.size() != n)) {
-        qCWarning(orvane) << "updatePatch" << "Unexpected patchData size, vertex:" << n
+        qCWarning(orvane) << "updatePatch"
+                          << "Unexpected patchData size, vertex:" << n
                           << ", normal:" << patch->normArr->size()
-                          << ", patchId:" << patch->patchIdData.size() << ", state:"
-                          << (patch->stateArr ? patch->stateArr->size() : 0u)
+                          << ", patchId:" << patch->patchIdData.size()
+                          << ", state:" << (patch->stateArr ? patch->stateArr->size() : 0u)
                           << ", frameId:" << patch->patchFrameIdData.size();
         return;
     }
     if (n == 0) {
-        qCWarning(orvane) << "updatePatch" << "Unexpected vertPathDataSize:" << n;
+        qCWarning(orvane) << "updatePatch"
+                          << "Unexpected vertPathDataSize:" << n;
         return;
     }
     std::vector<GLuint> mapped;
@@ -686,16 +729,19 @@ void IncrePointGeometryApple::updatePatch()
     if (hasColor) {
         const GLuint color = m_wholeDataBuf->getBuf(WDBI_Color);
         if (!color)
-            qCWarning(orvane) << "updatePatch" << "Invalid colorWholeDataBuf:" << color;
+            qCWarning(orvane) << "updatePatch"
+                              << "Invalid colorWholeDataBuf:" << color;
         data.color = static_cast<float*>(map(color));
     }
     const GLuint state = m_wholeDataBuf->getBuf(WDBI_State);
     if (!state)
-        qCWarning(orvane) << "updatePatch" << "Invalid stateWholeDataBuf:" << state;
+        qCWarning(orvane) << "updatePatch"
+                          << "Invalid stateWholeDataBuf:" << state;
     data.state = static_cast<signed char*>(map(state));
     if (!m_bRigidScan) {
         if (!m_increGLBuffer.wholeFrameIdBuffer)
-            qCWarning(orvane) << "updatePatch" << "Invalid frameIdWholeDataBuf:"
+            qCWarning(orvane) << "updatePatch"
+                              << "Invalid frameIdWholeDataBuf:"
                               << m_increGLBuffer.wholeFrameIdBuffer;
         data.frameId = static_cast<int*>(map(m_increGLBuffer.wholeFrameIdBuffer));
     }
@@ -715,7 +761,8 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
                                                        const WholePointBufferData& data)
 {
     if (!patch) {
-        qCWarning(orvane) << "updatePatchToWholeBuffer" << "pPatch null!";
+        qCWarning(orvane) << "updatePatchToWholeBuffer"
+                          << "pPatch null!";
         return;
     }
     const qint64 positionBytes = getBufferByteSize(m_wholeDataBuf->getBuf(WDBI_Position));
@@ -746,7 +793,8 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
             data.frameId[vid] = patch->patchFrameIdData[i];
     }
     if (invalid || tooLarge)
-        qCWarning(orvane) << "updatePatchToWholeBuffer" << "patch contains invalid vertex ids"
+        qCWarning(orvane) << "updatePatchToWholeBuffer"
+                          << "patch contains invalid vertex ids"
                           << "invalidVid:" << invalid << "lastInvalidVid:" << lastInvalid
                           << "tooLargeVid:" << tooLarge << "lastTooLargeVid:" << lastTooLarge
                           << "bufferVertexCount:" << bufferVertexCount
@@ -765,7 +813,8 @@ void IncrePointGeometryApple::updatePatchToWhole()
         QMutexLocker lock(&m_frameMutex);
         const size_t count = std::min(m_frameRts.size(), size_t(262144));
         std::memcpy(m_frameRtTexture.data, m_frameRts.data(), count * 64);
-        qCInfo(orvane) << "updatePatchToWhole" << "frameId size=" << patch->patchFrameIdData.size()
+        qCInfo(orvane) << "updatePatchToWhole"
+                       << "frameId size=" << patch->patchFrameIdData.size()
                        << "matrix size =" << m_frameRts.size();
     }
     if (!patch->patchFrameIdData.empty() && m_gl) {
@@ -791,13 +840,15 @@ void IncrePointGeometryApple::updateFrameMatrixBuffer()
         std::this_thread::get_id() == m_renderThreadId) {
         m_gl->glActiveTexture(GL_TEXTURE0);
         if (m_gl->glGetError())
-            qCWarning(orvane) << "updateFrameMatrixBuffer" << "glActiveTexture failed";
+            qCWarning(orvane) << "updateFrameMatrixBuffer"
+                              << "glActiveTexture failed";
         osg::Texture::TextureObject* object =
             m_frameRtTexture.texture->getTextureObject(m_contextId);
         if (object) {
             m_gl->glBindTexture(GL_TEXTURE_2D, object->id());
             if (m_gl->glGetError())
-                qCWarning(orvane) << "updateFrameMatrixBuffer" << "glBindTexture failed";
+                qCWarning(orvane) << "updateFrameMatrixBuffer"
+                                  << "glBindTexture failed";
             const osg::Image* image = m_frameRtTexture.image.get();
             m_gl->glTexImage2D(GL_TEXTURE_2D, 0, image->getInternalTextureFormat(), image->s(),
                                image->t(), 0, image->getPixelFormat(),
@@ -858,7 +909,8 @@ bool IncrePointGeometryApple::updateDrawablePointCapacity()
                                   << "wholeSize:" << m_wholeSize.load()
                                   << "cachedCapacity:" << m_drawablePointCapacity;
             });
-        capacity = std::min<uint64_t>(capacity, static_cast<uint64_t>(bytes) / source.bytesPerVertex);
+        capacity =
+            std::min<uint64_t>(capacity, static_cast<uint64_t>(bytes) / source.bytesPerVertex);
     }
     m_drawablePointCapacity = capacity;
     m_drawableCapacityDirty = false;
@@ -887,7 +939,8 @@ void IncrePointGeometryApple::drawWhole(osg::RenderInfo& renderInfo)
     const uint64_t count = std::min<uint64_t>(whole, m_drawablePointCapacity);
     if (count < whole) {
         if (!m_drawLimitLogged)
-            qCWarning(orvane) << "drawWhole" << "draw point count is limited by buffer capacity, requested:"
+            qCWarning(orvane) << "drawWhole"
+                              << "draw point count is limited by buffer capacity, requested:"
                               << whole << "actual:" << count
                               << "capacity:" << m_drawablePointCapacity
                               << "rigidScan:" << m_bRigidScan;
@@ -897,12 +950,14 @@ void IncrePointGeometryApple::drawWhole(osg::RenderInfo& renderInfo)
     }
     const GLsizei drawCount = static_cast<GLsizei>(count / m_drawStep);
     if (const GLenum pending = m_gl->glGetError())
-        qCWarning(orvane) << "drawWhole" << "OpenGL error before glDrawArrays, error:" << pending
+        qCWarning(orvane) << "drawWhole"
+                          << "OpenGL error before glDrawArrays, error:" << pending
                           << "drawCount:" << drawCount << "wholeSize:" << whole;
     m_gl->glDrawArrays(GL_POINTS, 0, drawCount);
     if (const GLenum error = m_gl->glGetError())
-        qCWarning(orvane) << "drawWhole" << "glDrawArrays failed, error:" << error
-                          << "drawCount:" << drawCount << "wholeSize:" << whole
+        qCWarning(orvane) << "drawWhole"
+                          << "glDrawArrays failed, error:" << error << "drawCount:" << drawCount
+                          << "wholeSize:" << whole
                           << "drawableCapacity:" << m_drawablePointCapacity;
     finish();
 }
@@ -942,6 +997,10 @@ void IncrePointGeometryApple::setWholePointCloudUniform(osg::RenderInfo& renderI
     if (getStateSet() && getStateSet()->getUniform("useClipPlane") &&
         getStateSet()->getUniform("useClipPlane")->get(useClipPlane))
         p.setBool("useClipPlane", useClipPlane);
+    // Two samplers of different types may not share a unit: the frame table is on 0, the state
+    // colours on 1, where the scene publishes them.
+    p.setInt("texFrameMatrix", 0);
+    p.setInt("colorIndex", 1);
     p.setBool("bRigidScan", m_bRigidScan);
     p.setBool("isCutPlaneExist", RectCutPlane::hasRectCutPlane());
     fetchOsgUniform(renderInfo);
@@ -951,15 +1010,18 @@ bool IncrePointGeometryApple::fetchOsgUniform(osg::RenderInfo& renderInfo)
 {
     osg::State* state = renderInfo.getState();
     if (!m_drawProgram) {
-        qCWarning(orvane) << "fetchOsgUniform" << "drawProgram is nullptr";
+        qCWarning(orvane) << "fetchOsgUniform"
+                          << "drawProgram is nullptr";
         return false;
     }
     if (!state) {
-        qCWarning(orvane) << "fetchOsgUniform" << "state is nullptr";
+        qCWarning(orvane) << "fetchOsgUniform"
+                          << "state is nullptr";
         return false;
     }
     if (!m_gl) {
-        qCWarning(orvane) << "fetchOsgUniform" << "glFun is nullptr";
+        qCWarning(orvane) << "fetchOsgUniform"
+                          << "glFun is nullptr";
         return false;
     }
     const GLuint program = m_drawProgram->getProgram();
