@@ -1,11 +1,13 @@
 // The viewer: a QML window with a Canvas3DItem, driven only through operations, as an
 // application embedding the library would.
 #include "builtin_scene.h"
+#include "scan_simulator.h"
 #include "viewer_keys.h"
 
 #include "camera_operations.h"
 #include "canvas3d_item.h"
 #include "canvas3d_view.h"
+#include "incremental_update/incre_point_geomtry_apple.h"
 #include "orvane_operations.h"
 
 #include <QCommandLineParser>
@@ -15,6 +17,7 @@
 #include <QQuickWindow>
 #include <QTimer>
 #include <cstdio>
+#include <osg/Geode>
 
 using namespace Vorna::Orvane;
 
@@ -28,6 +31,12 @@ int main(int argc, char** argv)
     parser.addHelpOption();
     QCommandLineOption grabOption("grab", "Render, save the window to <png> and quit.", "png");
     QCommandLineOption sizeOption("size", "Window size as WxH.", "WxH", "1024x768");
+    QCommandLineOption pointsOption("scan-points", "Points of the simulated scan.", "n", "200000");
+    QCommandLineOption patchOption("patch-points", "Points per patch.", "n", "5000");
+    QCommandLineOption rateOption("patches-per-second", "Patches per second.", "n", "50");
+    parser.addOption(pointsOption);
+    parser.addOption(patchOption);
+    parser.addOption(rateOption);
     parser.addOption(grabOption);
     parser.addOption(sizeOption);
     parser.process(app);
@@ -41,11 +50,18 @@ int main(int argc, char** argv)
     }
 
     qmlRegisterType<Canvas3DItem>("Vorna.Orvane", 1, 0, "Canvas3DItem");
+    // A simulated live scan beside the mesh, fed by a producer thread. Declared before the
+    // engine so that it outlives the QML that shows its progress.
+    osg::ref_ptr<IncrePointGeometryApple> cloud = new IncrePointGeometryApple(false, false);
+    cloud->setBoxValue(osg::Vec3f(1.8f, -0.8f, -0.8f), osg::Vec3f(3.4f, 0.8f, 0.8f));
+    ScanSimulator scan(cloud.get(), parser.value(pointsOption).toInt(),
+                       parser.value(patchOption).toInt(), parser.value(rateOption).toInt());
     QQmlApplicationEngine engine;
     engine.rootContext()->setContextProperty("viewerWidth", width);
     engine.rootContext()->setContextProperty("viewerHeight", height);
     engine.rootContext()->setContextProperty(
         "viewerStatus", "built-in scene: torus    F fit, 2-7 views, O ortho/persp");
+    engine.rootContext()->setContextProperty("scan", &scan);
     engine.load(QUrl("qrc:/viewer/main.qml"));
     if (engine.rootObjects().isEmpty())
         return 1;
@@ -55,8 +71,19 @@ int main(int argc, char** argv)
     osg::ref_ptr<osg::Node> mesh = createBuiltinMesh();
     canvas->addOperation(new LambdaOperation(
         [mesh](RenderInfo& info) { ViewMgr::getModel(info.mainView())->addChild(mesh.get()); }));
+    canvas->addOperation(new LambdaOperation([cloud](RenderInfo& info) {
+        cloud->initDrawCall();
+        cloud->setIsRigidScan(true);
+        cloud->setIsIncreaseUpdate(true);
+        cloud->beginOfIncreUpdate();
+        auto* geode = new osg::Geode;
+        geode->addDrawable(cloud.get());
+        ViewMgr::getModel(info.mainView())->addChild(geode);
+    }));
     canvas->addOperation(new AddEventHandler(new ViewerKeys));
     canvas->addOperation(new FitOperationAuto(nullptr, false));
+    QObject::connect(canvas, &Canvas3DItem::rendererCreated,
+                     [&scan, canvas] { scan.start(canvas->getCanvasBase()); });
 
     if (parser.isSet(grabOption)) {
         const QString path = parser.value(grabOption);

@@ -54,6 +54,9 @@ IncrePointGeometryApple::IncrePointGeometryApple(bool hasColor, bool bindEditPoi
     ss->setMode(GL_LIGHTING, osg::StateAttribute::OFF);
     setUseDisplayList(false);
     setUseVertexBufferObjects(true);
+    // Made here rather than at GL set-up, so that a bound given early is kept.
+    m_bboxCallback = new BBoxCallback;
+    setComputeBoundingBoxCallback(m_bboxCallback);
 }
 
 IncrePointGeometryApple::~IncrePointGeometryApple()
@@ -164,8 +167,6 @@ void IncrePointGeometryApple::initDrawCall()
         return;
     m_gl = getGlFun();
     initOsg();
-    m_bboxCallback = new BBoxCallback;
-    setComputeBoundingBoxCallback(m_bboxCallback);
     initDraw();
     if (initBuffer()) {
         m_isInited = true;

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "incremental_update/incre_point_geomtry_apple.h"
+
+#include <QObject>
+#include <atomic>
+#include <osg/ref_ptr>
+#include <thread>
+
+namespace Vorna {
+namespace Orvane {
+class CanvasBase;
+}
+} // namespace Vorna
+
+// Plays a scanner: a thread that streams a generated object into the live cloud in patches,
+// as a scanning application's own threads would.
+class ScanSimulator : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QString progress READ progress NOTIFY progressChanged)
+public:
+    ScanSimulator(Vorna::Orvane::IncrePointGeometryApple* cloud, int totalPoints, int patchPoints,
+                  int patchesPerSecond);
+    ~ScanSimulator() override;
+
+    // Streams into the cloud and asks `canvas` for a frame after each patch.
+    void start(Vorna::Orvane::CanvasBase* canvas);
+    QString progress() const;
+
+signals:
+    void progressChanged();
+
+private:
+    void run();
+
+    osg::ref_ptr<Vorna::Orvane::IncrePointGeometryApple> m_cloud;
+    osg::ref_ptr<Vorna::Orvane::CanvasBase> m_canvas;
+    int m_totalPoints;
+    int m_patchPoints;
+    int m_patchesPerSecond;
+    std::atomic<int> m_sent{0};
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
