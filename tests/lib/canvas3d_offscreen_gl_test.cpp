@@ -3,11 +3,13 @@
 #include "canvas3d_offscreen.h"
 #include "canvas3d_view.h"
 #include "gl_test_support.h"
+#include "offscreen_capture.h"
 #include "offscreen_test_scene.h"
 #include "orvane_operations.h"
 #include "touch_gesture.h"
 
 #include <QTest>
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -257,4 +259,190 @@ TEST(OffscreenCanvasTest, CanvasOutlivesItsSurfaceAsAStub)
     EXPECT_EQ(canvas->width(), 1.0);
     EXPECT_EQ(canvas->height(), 1.0);
     QTest::qWait(100);
+}
+
+namespace
+{
+
+// A capture camera over the main view's model, with both capture callbacks after its draw.
+struct CaptureRig {
+    osg::ref_ptr<osg::Camera> camera;
+    osg::ref_ptr<OffscreenCaptureCallback> callback = new OffscreenCaptureCallback;
+    osg::ref_ptr<SaveImageDrawCallback> saver = new SaveImageDrawCallback(QString());
+    QMutex mutex;
+    QImage saved;
+    std::atomic<int> finished{0};
+    std::atomic<bool> succeeded{false};
+    QObject receiver;
+
+    explicit CaptureRig(CanvasBase* canvas)
+    {
+        QObject::connect(callback.get(), &OffscreenCaptureCallback::captureFinished, &receiver,
+                         [this](osg::Camera*, bool ok) {
+                             succeeded = ok;
+                             ++finished;
+                         });
+        saver->setImageCallback([this](const QImage& image) {
+            QMutexLocker lock(&mutex);
+            saved = image;
+        });
+        std::atomic<bool> built{false};
+        canvas->addOperation(new LambdaOperation([this, &built](RenderInfo& info) {
+            osgViewer::View* view = info.mainView();
+            const OffscreenCapture::CaptureParams params = OffscreenCapture::computeCaptureParams(
+                view, 0, 0, kWidth, kHeight, kWidth, kHeight);
+            camera = OffscreenCapture::createRTTCamera(*params.viewport, params.viewMatrix,
+                                                       params.projectionMatrix);
+            saver->setFBO(info.FBO);
+            camera->addPostDrawCallback(saver.get());
+            camera->addPostDrawCallback(callback.get());
+            camera->addChild(ViewMgr::getModel(view));
+            ViewMgr::getOther(view)->addChild(camera.get());
+            built = true;
+        }));
+        waitUntil([&] { return built.load(); });
+    }
+
+    // Frames the whole view into an output of the given size and waits for the result.
+    QImage capture(CanvasBase* canvas, int outWidth, int outHeight)
+    {
+        const int before = finished;
+        canvas->addOperation(new LambdaOperation([=](RenderInfo& info) {
+            const auto params = OffscreenCapture::computeCaptureParams(
+                info.mainView(), 0, 0, kWidth, kHeight, outWidth, outHeight);
+            osg::ref_ptr<osg::Operation> run =
+                OffscreenCapture::updateAndRunRTTCamera(camera, params);
+            (*run)(info.compViewer());
+        }));
+        if (!waitUntil([&] { return finished > before; }))
+            return QImage();
+        return callback->getCaptureImage();
+    }
+};
+
+// Mean of each scale-by-scale block: what the 1x render samples at the block's centre.
+QImage boxDownsample(const QImage& image, int scale)
+{
+    QImage out(image.width() / scale, image.height() / scale, QImage::Format_RGBA8888);
+    for (int y = 0; y < out.height(); ++y)
+        for (int x = 0; x < out.width(); ++x) {
+            int sum[4] = {0, 0, 0, 0};
+            for (int dy = 0; dy < scale; ++dy)
+                for (int dx = 0; dx < scale; ++dx) {
+                    const QColor c = image.pixelColor(x * scale + dx, y * scale + dy);
+                    sum[0] += c.red();
+                    sum[1] += c.green();
+                    sum[2] += c.blue();
+                    sum[3] += c.alpha();
+                }
+            const int n = scale * scale;
+            out.setPixelColor(x, y, QColor(sum[0] / n, sum[1] / n, sum[2] / n, sum[3] / n));
+        }
+    return out;
+}
+
+int channelDistance(const QColor& a, const QColor& b)
+{
+    return std::max({std::abs(a.red() - b.red()), std::abs(a.green() - b.green()),
+                     std::abs(a.blue() - b.blue()), std::abs(a.alpha() - b.alpha())});
+}
+
+// True when the 3x3 neighbourhood of (x, y) has one colour: no edge of the scene passes there.
+bool uniformAround(const QImage& image, int x, int y)
+{
+    const QColor c = image.pixelColor(x, y);
+    for (int dy = -1; dy <= 1; ++dy)
+        for (int dx = -1; dx <= 1; ++dx) {
+            const int nx = std::clamp(x + dx, 0, image.width() - 1);
+            const int ny = std::clamp(y + dy, 0, image.height() - 1);
+            if (image.pixelColor(nx, ny) != c)
+                return false;
+        }
+    return true;
+}
+
+} // namespace
+
+TEST(OffscreenCaptureTest, FourTimesTheSizeShowsTheSameFramingAsOnce)
+{
+    OrvaneTest::LogCapture log;
+    FrameSink sink;
+    Canvas3DOffscreenSurface surface(kWidth, kHeight, sink.callback());
+    CanvasBase* canvas = surface.getCanvasBase();
+    addScene(canvas);
+    ASSERT_TRUE(waitUntil([&] { return canvas->isRendererCreated(); }));
+    ASSERT_TRUE(waitIdle(sink));
+    CaptureRig rig(canvas);
+
+    const QImage once = rig.capture(canvas, kWidth, kHeight);
+    ASSERT_EQ(once.size(), QSize(kWidth, kHeight));
+    EXPECT_TRUE(rig.succeeded.load());
+    // The capture shows what the canvas shows; nothing drawn stays transparent.
+    const osg::ref_ptr<osg::Image> frame = sink.last();
+    for (int x : {kWidth / 2 - 17, kWidth / 2 + 17}) {
+        const QColor expected = pixelOf(frame.get(), x, kHeight / 2);
+        EXPECT_TRUE(OrvaneTest::near(once.pixelColor(x, kHeight / 2), expected, kColorTolerance))
+            << x << " " << qPrintable(once.pixelColor(x, kHeight / 2).name());
+    }
+    EXPECT_EQ(once.pixelColor(2, 2).alpha(), 0);
+    {
+        QMutexLocker lock(&rig.mutex);
+        ASSERT_EQ(rig.saved.size(), QSize(kWidth, kHeight));
+        EXPECT_TRUE(OrvaneTest::near(rig.saved.pixelColor(kWidth / 2 - 17, kHeight / 2), kQuad,
+                                     kColorTolerance));
+    }
+
+    constexpr int kScale = 4;
+    const QImage big = rig.capture(canvas, kScale * kWidth, kScale * kHeight);
+    ASSERT_EQ(big.size(), QSize(kScale * kWidth, kScale * kHeight));
+    EXPECT_TRUE(log.contains("rttCamera's viewport changed:"));
+    const QImage small = boxDownsample(big, kScale);
+    int interior = 0, differing = 0, worstInterior = 0;
+    for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x) {
+            const int d = channelDistance(small.pixelColor(x, y), once.pixelColor(x, y));
+            if (uniformAround(once, x, y)) {
+                ++interior;
+                worstInterior = std::max(worstInterior, d);
+            }
+            differing += d > kColorTolerance ? 1 : 0;
+        }
+    // Away from edges the two renders agree to the rounding of one 8-bit step per channel.
+    EXPECT_LE(worstInterior, kColorTolerance);
+    EXPECT_GT(interior, kWidth * kHeight / 2);
+    // Edge pixels are partly covered at 4x; they are a thin outline of the quads, under 5%.
+    EXPECT_LT(differing, kWidth * kHeight / 20) << differing;
+}
+
+TEST(OffscreenCaptureTest, WiderOutputGetsTransparentBandsAndACameraWithoutCallbackLogs)
+{
+    OrvaneTest::LogCapture log;
+    FrameSink sink;
+    Canvas3DOffscreenSurface surface(kWidth, kHeight, sink.callback());
+    CanvasBase* canvas = surface.getCanvasBase();
+    addScene(canvas);
+    ASSERT_TRUE(waitUntil([&] { return canvas->isRendererCreated(); }));
+    CaptureRig rig(canvas);
+
+    const QImage wide = rig.capture(canvas, 2 * kWidth, kHeight);
+    ASSERT_EQ(wide.size(), QSize(2 * kWidth, kHeight));
+    const int band = kWidth / 2;
+    EXPECT_EQ(wide.pixelColor(5, kHeight / 2).alpha(), 0);
+    EXPECT_EQ(wide.pixelColor(2 * kWidth - 5, kHeight / 2).alpha(), 0);
+    const QColor inside = wide.pixelColor(band + kWidth / 2 - 17, kHeight / 2);
+    EXPECT_TRUE(OrvaneTest::near(inside, kQuad, kColorTolerance)) << qPrintable(inside.name());
+    EXPECT_EQ(inside.alpha(), 255);
+
+    std::atomic<bool> ran{false};
+    canvas->addOperation(new LambdaOperation([&](RenderInfo& info) {
+        osg::ref_ptr<osg::Camera> bare = new osg::Camera;
+        const auto params = OffscreenCapture::computeCaptureParams(info.mainView(), 0, 0, kWidth,
+                                                                   kHeight, kWidth, kHeight);
+        osg::ref_ptr<osg::Operation> run = OffscreenCapture::updateAndRunRTTCamera(bare, params);
+        (*run)(info.compViewer());
+        ran = true;
+    }));
+    ASSERT_TRUE(waitUntil([&] { return ran.load(); }));
+    EXPECT_TRUE(
+        log.contains("can't find OffscreenCaptureCallback in rttCamera's PostDrawCallbacks"));
 }
