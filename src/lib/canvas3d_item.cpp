@@ -6,6 +6,7 @@
 #include "orvane_log.h"
 #include "orvane_operations.h"
 #include "space_mouse_3dx/space_mouse_mgr.h"
+#include "touch_gesture.h"
 
 #include <QGuiApplication>
 #include <QQuickWindow>
@@ -39,6 +40,8 @@ Canvas3DItem::Canvas3DItem(QQuickItem* parent)
     // Mouse y grows downwards, as in Qt.
     m_eventQueue = new osgGA::EventQueue(osgGA::GUIEventAdapter::Y_INCREASING_DOWNWARDS);
     m_operationQueue = new osg::OperationQueue;
+    m_touch.reset(new TouchTranslator(m_eventQueue.get(), [this] { frame(); }));
+    setAcceptTouchEvents(true);
 
     registerMetaTypes();
     qRegisterMetaType<QVersionNumber>("QVersionNumber");

@@ -29,6 +29,7 @@ class CanvasBase;
 class KeyEventFilter;
 class SpaceMouseMgr;
 struct SpaceMouseCommandStruct;
+class TouchTranslator;
 
 // The QtQuick item that shows the 3D scene. Lives on the GUI thread; its renderer lives on the
 // QtQuick render thread. Frames are rendered on demand: frame()/framing() arm a budget in
@@ -93,6 +94,8 @@ public:
     TriggerUpdateType getTriggerUpdateType() const { return m_triggerUpdateType; }
     void setTriggerUpdateType(TriggerUpdateType type);
 
+    // The touch recogniser's state, for inspection.
+    const TouchTranslator* touchTranslator() const { return m_touch.data(); }
     void setEnableMouseEvent(const MouseEventControlStruct& control) { m_mouseControl = control; }
     void setEnable2FingerScrollZoomOnTrackpad(bool enable) { m_enable2FingerScrollZoom = enable; }
     void setKeyScrollAddition(unsigned int key) { m_keyScrollAddition = key; }
@@ -111,6 +114,8 @@ public slots:
     void setUpdateBlocked(bool block);
     void setSamples(uint samples);
     void onWindowStateChanged(Qt::WindowState state);
+    // A finger held still past the long press time: right press and double click.
+    void onLongPressFinished();
 
 signals:
     void clearColorChanged(QColor color);
@@ -129,6 +134,7 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
     void hoverMoveEvent(QHoverEvent* event) override;
+    void touchEvent(QTouchEvent* event) override;
     bool event(QEvent* event) override;
     void geometryChanged(const QRectF& newGeometry, const QRectF& oldGeometry) override;
 
@@ -192,6 +198,8 @@ private:
     unsigned int m_currentKey = 0;
     unsigned int m_keyScrollAddition = Qt::Key_Alt;
     bool m_enable2FingerScrollZoom = true;
+    // Touch points and the double tap / long press recogniser; fills m_skipNextHover.
+    QScopedPointer<TouchTranslator> m_touch;
 
     static Qt::WindowState m_oldWindowState;
     static QSharedPointer<SpaceMouseMgr> m_pSpaceMouseMgr;

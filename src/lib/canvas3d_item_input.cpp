@@ -1,6 +1,9 @@
-// Translation of Qt pointer, wheel and key events into the item's osgGA event queue. GUI thread;
-// the render thread takes the events in the next frame's event traversal.
+// Translation of Qt pointer, wheel, key and touch events into the item's osgGA event queue. GUI
+// thread; the render thread takes the events in the next frame's event traversal.
 #include "canvas3d_item.h"
+
+#include "canvas_input.h"
+#include "touch_gesture.h"
 
 #include <QNativeGestureEvent>
 #include <QQuickWindow>
@@ -8,74 +11,19 @@
 namespace Vorna {
 namespace Orvane {
 
-namespace {
-using GA = osgGA::GUIEventAdapter;
-// The toolkit's Escape code; Qt's Escape never equals it, so Escape is not filtered.
-constexpr int kOsgEscape = 0xFF1B;
-} // namespace
-
 unsigned int Canvas3DItem::getOsgEventButton(Qt::MouseButton button)
 {
-    switch (button) {
-    case Qt::LeftButton:
-        return 1;
-    case Qt::MiddleButton:
-        return 2;
-    case Qt::RightButton:
-        return 3;
-    default:
-        return 0;
-    }
+    return CanvasInput::osgEventButton(button);
 }
 
 int Canvas3DItem::getOsgKey(QKeyEvent* event)
 {
-    const int key = event->key();
-    switch (key) {
-    case Qt::Key_Space:
-        return 0x20;
-    case Qt::Key_D:
-    case Qt::Key_E:
-    case Qt::Key_H:
-    case Qt::Key_I:
-    case Qt::Key_K:
-    case Qt::Key_M:
-    case Qt::Key_N:
-    case Qt::Key_O:
-    case Qt::Key_Q:
-    case Qt::Key_R:
-    case Qt::Key_S:
-    case Qt::Key_T:
-    case Qt::Key_W:
-    case Qt::Key_Z:
-        return key - Qt::Key_A + 'a';
-    case Qt::Key_Delete:
-        return 0xFFFF;
-    case Qt::Key_Shift:
-        return 0xFFE1;
-    case Qt::Key_Control:
-        return 0xFFE3;
-    case Qt::Key_Alt:
-        return 0xFFE9;
-    default:
-        return key;
-    }
+    return CanvasInput::osgKey(event->key());
 }
 
 void Canvas3DItem::setKeyboardModifiers(QInputEvent* event)
 {
-    const Qt::KeyboardModifiers modifiers = event->modifiers();
-    unsigned int mask = 0;
-    if (modifiers & Qt::ShiftModifier)
-        mask |= GA::MODKEY_SHIFT;
-    if (modifiers & Qt::ControlModifier)
-        mask |= GA::MODKEY_CTRL;
-    if (modifiers & Qt::AltModifier)
-        mask |= GA::MODKEY_ALT;
-    if (modifiers & Qt::MetaModifier)
-        mask |= GA::MODKEY_META;
-    m_modKeyMask = mask;
-    m_eventQueue->getCurrentEventState()->setModKeyMask(mask);
+    m_modKeyMask = CanvasInput::applyModifiers(m_eventQueue.get(), event);
 }
 
 void Canvas3DItem::setMouseEventData(QMouseEvent* event)
@@ -152,11 +100,7 @@ void Canvas3DItem::hoverMoveEvent(QHoverEvent* event)
 
 void Canvas3DItem::addScrollEvent(bool up)
 {
-    // Position and modifiers are those of the current state: scrolling changes neither.
-    osg::ref_ptr<GA> scroll = new GA(*m_eventQueue->getCurrentEventState(), osg::CopyOp(0));
-    scroll->setEventType(GA::SCROLL);
-    scroll->setScrollingMotion(up ? GA::SCROLL_UP : GA::SCROLL_DOWN);
-    m_eventQueue->addEvent(scroll.get());
+    CanvasInput::addScrollEvent(m_eventQueue.get(), up);
 }
 
 void Canvas3DItem::wheelEvent(QWheelEvent* event)
@@ -171,15 +115,8 @@ void Canvas3DItem::wheelEvent(QWheelEvent* event)
         event->ignore();
         return;
     }
-    const QPoint angle = event->angleDelta();
-    if (angle.isNull()) {
-        event->ignore();
-        return;
-    }
-    const bool vertical = std::abs(angle.y()) >= std::abs(angle.x());
-    if (vertical || !synthesized)
-        addScrollEvent((vertical ? angle.y() : angle.x()) >= 1);
-    frame();
+    if (CanvasInput::translateWheel(m_eventQueue.get(), event))
+        frame();
 }
 
 bool Canvas3DItem::event(QEvent* e)
@@ -197,15 +134,10 @@ void Canvas3DItem::translateKeyEvent(QKeyEvent* event, bool press)
 {
     if (!isVisible())
         return;
-    const int key = getOsgKey(event);
-    if (key == kOsgEscape)
+    if (!CanvasInput::translateKey(m_eventQueue.get(), event, press))
         return;
     m_currentKey = press ? static_cast<unsigned int>(event->key()) : 0;
-    setKeyboardModifiers(event);
-    if (press)
-        m_eventQueue->keyPress(key, 0);
-    else
-        m_eventQueue->keyRelease(key, 0);
+    m_modKeyMask = CanvasInput::osgModKeyMask(event->modifiers());
     frame();
 }
 
@@ -217,6 +149,17 @@ void Canvas3DItem::keyPressEvent(QKeyEvent* event)
 void Canvas3DItem::keyReleaseEvent(QKeyEvent* event)
 {
     translateKeyEvent(event, false);
+}
+
+void Canvas3DItem::touchEvent(QTouchEvent* event)
+{
+    const double dpr = window() ? window()->devicePixelRatio() : 1.0;
+    m_touch->touchEvent(event->touchPoints(), dpr, m_skipNextHover);
+}
+
+void Canvas3DItem::onLongPressFinished()
+{
+    m_touch->onLongPressFinished();
 }
 
 } // namespace Orvane

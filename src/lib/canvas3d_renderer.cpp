@@ -2,26 +2,24 @@
 
 #include "canvas3d_item.h"
 #include "canvas3d_item_canvas.h"
-#include "canvas3d_view.h"
+#include "canvas_viewer.h"
 #include "debug_window/debug_handler.h"
 #include "hide_view.h"
 #include "orvane_log.h"
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
-#include "read_multisample_fbo.h"
 #include "render_info.h"
 
 #include <QOpenGLContext>
 #include <QOpenGLFramebufferObject>
 #include <QOpenGLFunctions>
 #include <QOpenGLFunctions_4_1_Core>
-#include <osg/DisplaySettings>
 #include <osg/GLExtensions>
 
 namespace Vorna {
 namespace Orvane {
 
-QOpenGLFunctions_4_1_Core* m_glFun = nullptr;
+thread_local QOpenGLFunctions_4_1_Core* m_glFun = nullptr;
 
 namespace {
 QString glString(QOpenGLFunctions* gl, GLenum name)
@@ -48,11 +46,6 @@ Canvas3DRenderer::~Canvas3DRenderer()
 
 void Canvas3DRenderer::initOSG(Canvas3DItemCanvas* canvas)
 {
-    // QtQuick changes the default vertex array state between our frames: geometry made from
-    // here on must carry vertex array objects of its own.
-    osg::DisplaySettings::instance()->setVertexBufferHint(
-        osg::DisplaySettings::VERTEX_ARRAY_OBJECT);
-
     Canvas3DItem* item = canvas->item();
     QOpenGLFunctions* gl = QOpenGLContext::currentContext()->functions();
     const QString version = glString(gl, GL_VERSION);
@@ -62,37 +55,15 @@ void Canvas3DRenderer::initOSG(Canvas3DItemCanvas* canvas)
     item->setVendor(glString(gl, GL_VENDOR));
     qCDebug(orvane) << "opengl renderer:" << glString(gl, GL_RENDERER);
 
-    const int x = 0, y = 0;
-    const int width = static_cast<int>(item->width());
-    const int height = static_cast<int>(item->height());
-    m_graphicsWindow = new osgViewer::GraphicsWindowEmbedded(x, y, width, height);
-    m_viewer = new osgViewer::CompositeViewer;
-    osg::ref_ptr<osg::Viewport> viewport = new osg::Viewport(x, y, width, height);
-    m_mainView = ViewMgr::createView(m_graphicsWindow.get(), viewport.get());
-
-    ViewInfo* viewInfo = ViewMgr::getViewInfo(m_mainView.get());
-    viewInfo->canvas = canvas;
-    viewInfo->compViewer = m_viewer.get();
-
-    m_renderInfo = new RenderInfo;
-    m_renderInfo->compViewer(m_viewer.get());
-    m_renderInfo->mainView(m_mainView.get());
-    m_renderInfo->canvas = canvas;
-    m_renderInfo->masterCamera(m_mainView->getCamera());
-    m_renderInfo->viewInfo(viewInfo);
-    m_renderInfo->readMultiSampleFBO.reset(new ReadMultiSampleFBO(width, height));
-
-    m_viewer->setUserData(m_renderInfo.get());
-    m_viewer->addView(m_mainView.get());
-
-    osg::State* state = m_graphicsWindow->getState();
-    state->setUseModelViewAndProjectionUniforms(true);
-    state->setGlobalDefaultModeValue(GL_BLEND, true);
-
-    m_graphicsWindow->setEventQueue(item->eventQueue());
-    m_viewer->setUpdateOperations(item->operationQueue());
+    // Item units, not device pixels: the first GeometryChangeOperation puts that right.
+    CanvasViewer built = createCanvasViewer(canvas, static_cast<int>(item->width()),
+                                            static_cast<int>(item->height()), item->eventQueue(),
+                                            item->operationQueue());
+    m_graphicsWindow = built.graphicsWindow;
+    m_viewer = built.viewer;
+    m_mainView = built.mainView;
+    m_renderInfo = built.renderInfo;
     canvas->setMainView(m_mainView.get());
-    m_viewer->setThreadingModel(osgViewer::ViewerBase::SingleThreaded);
     // Queued behind whatever the application added before the renderer existed.
     canvas->addOperation(new AddEventHandler(new RenderDebug::DebugHandler));
     OrvaneSingleton::instance()->setCanvas(canvas);

@@ -17,8 +17,9 @@ namespace Orvane {
 class Canvas3DItemCanvas;
 class RenderInfo;
 
-// Function table of the context that is current; refreshed at the start of every frame.
-extern QOpenGLFunctions_4_1_Core* m_glFun;
+// Function table of the context that is current; refreshed at the start of every frame. One per
+// thread: the QtQuick render thread and each offscreen canvas thread have a context of their own.
+extern thread_local QOpenGLFunctions_4_1_Core* m_glFun;
 using QOpenGLFunc = QOpenGLFunctions_4_1_Core;
 
 // Renders the OpenSceneGraph viewer of a Canvas3DItem straight into the item's framebuffer

@@ -5,9 +5,15 @@ namespace Orvane {
 
 std::atomic<unsigned int> RectCutPlane::s_count{0};
 
-RectCutPlane::RectCutPlane() { ++s_count; }
+RectCutPlane::RectCutPlane()
+{
+    ++s_count;
+}
 
-RectCutPlane::~RectCutPlane() { --s_count; }
+RectCutPlane::~RectCutPlane()
+{
+    --s_count;
+}
 
 } // namespace Orvane
 } // namespace Vorna

@@ -1,0 +1,103 @@
+#include "save_image_draw_callback.h"
+
+#include "orvane_log.h"
+#include "read_texture2d_image.h"
+
+#include <QOpenGLContext>
+#include <QOpenGLFramebufferObject>
+#include <QOpenGLFunctions_4_1_Core>
+#include <osg/RenderInfo>
+#include <osg/State>
+#include <osg/Texture>
+
+namespace Vorna {
+namespace Orvane {
+
+namespace {
+// The colour attachment of a render-to-texture camera, whichever of the two names it uses.
+osg::Texture* colorTexture(osg::Camera* camera)
+{
+    const osg::Camera::BufferAttachmentMap& map = camera->getBufferAttachmentMap();
+    for (auto component : {osg::Camera::COLOR_BUFFER, osg::Camera::COLOR_BUFFER0}) {
+        auto it = map.find(component);
+        if (it != map.end() && it->second._texture.valid())
+            return it->second._texture.get();
+    }
+    return nullptr;
+}
+} // namespace
+
+SaveImageDrawCallback::SaveImageDrawCallback(const QString& path)
+    : SaveImageDrawCallback(nullptr, path)
+{
+}
+
+SaveImageDrawCallback::SaveImageDrawCallback(QOpenGLFramebufferObject* fbo, const QString& path)
+    : m_path(path), m_fbo(fbo)
+{
+    qRegisterMetaType<osg::Camera*>("osg::Camera*");
+}
+
+SaveImageDrawCallback::OutScope::~OutScope()
+{
+    if (m_owner->m_fbo)
+        m_owner->m_fbo->bind();
+    emit const_cast<SaveImageDrawCallback*>(m_owner)->captureFinished(m_camera, m_finished);
+}
+
+void SaveImageDrawCallback::operator()(osg::RenderInfo& renderInfo) const
+{
+    if (!m_runOnce)
+        return;
+    m_runOnce = false;
+    qCDebug(orvane) << "start a screen capture";
+    osg::Camera* camera = renderInfo.getCurrentCamera();
+    OutScope scope(camera, this);
+    osg::Texture* texture = camera ? colorTexture(camera) : nullptr;
+    if (!texture) {
+        qCCritical(orvane) << "color buffer not found";
+        return;
+    }
+    QOpenGLContext* context = QOpenGLContext::currentContext();
+    auto* gl = context ? context->versionFunctions<QOpenGLFunctions_4_1_Core>() : nullptr;
+    if (!gl || !gl->initializeOpenGLFunctions()) {
+        qCCritical(orvane) << "current opengl version is small than 4.5";
+        return;
+    }
+    osg::State& state = *renderInfo.getState();
+    if (camera->getStateSet())
+        state.apply(camera->getStateSet());
+    state.applyTextureAttribute(0, texture);
+    gl->glFinish();
+
+    osg::ref_ptr<ReadTexture2DImage> image = new ReadTexture2DImage;
+    if (!image->readImageFromCurrentTexture2D(gl, state.getContextID(), GL_UNSIGNED_BYTE)) {
+        qCCritical(orvane) << "read current texture2D failed";
+        return;
+    }
+    if (!image->data()) {
+        qCCritical(orvane) << "read color buffer faild, image data is nullptr";
+        return;
+    }
+    // Texture rows run bottom-up.
+    const QImage qImage = QImage(image->data(), image->s(), image->t(), QImage::Format_RGBA8888)
+                              .mirrored(false, true);
+    if (qImage.isNull()) {
+        qCCritical(orvane) << "qImage is null";
+        return;
+    }
+    if (!m_path.isEmpty()) {
+        if (qImage.save(m_path))
+            scope.setFinished(true);
+        else
+            qCCritical(orvane) << "save QImage failed";
+    } else if (m_callback) {
+        m_callback(qImage.copy());
+        scope.setFinished(true);
+    } else {
+        qCCritical(orvane) << "please register callback function";
+    }
+}
+
+} // namespace Orvane
+} // namespace Vorna
