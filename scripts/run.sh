@@ -9,5 +9,6 @@ viewer=${BUILD_DIR:-build}/apps/viewer/orvane_viewer
 if [ -n "${DISPLAY:-}" ]; then
   exec "$viewer" "$@"
 fi
-xvfb-run -a -s "-screen 0 1280x1024x24 -nolisten tcp" "$viewer" --grab orvane_viewer.png "$@"
+# No display: render the same scene without a window (GL still needs an X server: Xvfb).
+xvfb-run -a -s "-screen 0 1280x1024x24 -nolisten tcp" "$viewer" --offscreen --size 1024x768 --out orvane_viewer.png "$@"
 echo "wrote $(pwd)/orvane_viewer.png"

@@ -1,17 +1,19 @@
-// The viewer: a QML window with a Canvas3DItem, driven only through operations, as an
-// application embedding the library would.
+// The viewer: a QML window with a Canvas3DItem, or a windowless offscreen canvas, driven only
+// through operations, as an application embedding the library would.
 #include "builtin_scene.h"
 #include "scan_simulator.h"
 #include "viewer_keys.h"
 
 #include "camera_operations.h"
 #include "canvas3d_item.h"
+#include "canvas3d_offscreen.h"
 #include "canvas3d_view.h"
 #include "incremental_update/incre_point_geomtry_apple.h"
 #include "orvane_operations.h"
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
+#include <QMutex>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
 #include <QQuickWindow>
@@ -21,53 +23,11 @@
 
 using namespace Vorna::Orvane;
 
-int main(int argc, char** argv)
+namespace {
+
+// The built-in scene: a lit mesh and, beside it, the live cloud that the simulated scan fills.
+void addBuiltinScene(CanvasBase* canvas, osg::ref_ptr<IncrePointGeometryApple> cloud)
 {
-    QGuiApplication app(argc, argv);
-    QCoreApplication::setApplicationName("orvane_viewer");
-
-    QCommandLineParser parser;
-    parser.setApplicationDescription("Shows the liborvane canvas on a built-in scene.");
-    parser.addHelpOption();
-    QCommandLineOption grabOption("grab", "Render, save the window to <png> and quit.", "png");
-    QCommandLineOption sizeOption("size", "Window size as WxH.", "WxH", "1024x768");
-    QCommandLineOption pointsOption("scan-points", "Points of the simulated scan.", "n", "200000");
-    QCommandLineOption patchOption("patch-points", "Points per patch.", "n", "5000");
-    QCommandLineOption rateOption("patches-per-second", "Patches per second.", "n", "50");
-    parser.addOption(pointsOption);
-    parser.addOption(patchOption);
-    parser.addOption(rateOption);
-    parser.addOption(grabOption);
-    parser.addOption(sizeOption);
-    parser.process(app);
-
-    const QStringList size = parser.value(sizeOption).split('x');
-    const int width = size.value(0).toInt(), height = size.value(1).toInt();
-    if (size.size() != 2 || width <= 0 || height <= 0) {
-        std::fprintf(stderr, "bad --size '%s', expected WxH\n",
-                     qPrintable(parser.value(sizeOption)));
-        return 2;
-    }
-
-    qmlRegisterType<Canvas3DItem>("Vorna.Orvane", 1, 0, "Canvas3DItem");
-    // A simulated live scan beside the mesh, fed by a producer thread. Declared before the
-    // engine so that it outlives the QML that shows its progress.
-    osg::ref_ptr<IncrePointGeometryApple> cloud = new IncrePointGeometryApple(false, false);
-    cloud->setBoxValue(osg::Vec3f(1.8f, -0.8f, -0.8f), osg::Vec3f(3.4f, 0.8f, 0.8f));
-    ScanSimulator scan(cloud.get(), parser.value(pointsOption).toInt(),
-                       parser.value(patchOption).toInt(), parser.value(rateOption).toInt());
-    QQmlApplicationEngine engine;
-    engine.rootContext()->setContextProperty("viewerWidth", width);
-    engine.rootContext()->setContextProperty("viewerHeight", height);
-    engine.rootContext()->setContextProperty(
-        "viewerStatus", "built-in scene: torus    F fit, 2-7 views, O ortho/persp");
-    engine.rootContext()->setContextProperty("scan", &scan);
-    engine.load(QUrl("qrc:/viewer/main.qml"));
-    if (engine.rootObjects().isEmpty())
-        return 1;
-    auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
-    auto* canvas = window->findChild<Canvas3DItem*>("canvas");
-
     osg::ref_ptr<osg::Node> mesh = createBuiltinMesh();
     canvas->addOperation(new LambdaOperation(
         [mesh](RenderInfo& info) { ViewMgr::getModel(info.mainView())->addChild(mesh.get()); }));
@@ -82,6 +42,104 @@ int main(int argc, char** argv)
     }));
     canvas->addOperation(new AddEventHandler(new ViewerKeys));
     canvas->addOperation(new FitOperationAuto(nullptr, false));
+}
+
+bool saveImage(const QImage& image, const QString& path)
+{
+    const bool saved = !image.isNull() && image.save(path);
+    std::fprintf(saved ? stdout : stderr, "%s %s (%dx%d)\n", saved ? "saved" : "could not save",
+                 qPrintable(path), image.width(), image.height());
+    return saved;
+}
+
+// Renders with no window and saves the last frame after `settleMs` of scanning.
+int runOffscreen(QGuiApplication& app, int width, int height, const QString& out,
+                 osg::ref_ptr<IncrePointGeometryApple> cloud, ScanSimulator& scan, int settleMs)
+{
+    QMutex mutex;
+    osg::ref_ptr<osg::Image> last;
+    Canvas3DOffscreenSurface surface(width, height, [&](osg::ref_ptr<osg::Image>& image) {
+        QMutexLocker lock(&mutex);
+        last = image;
+    });
+    CanvasBase* canvas = surface.getCanvasBase();
+    canvas->addOperation(new ClearColorOperation(osg::Vec4f(0.125f, 0.141f, 0.173f, 1.0f)));
+    addBuiltinScene(canvas, cloud);
+    scan.start(canvas);
+    int code = 1;
+    QTimer::singleShot(settleMs, [&] {
+        canvas->frame();
+        QTimer::singleShot(200, [&] {
+            QMutexLocker lock(&mutex);
+            // The canvas hands over RGB rows, top row first.
+            const QImage image =
+                last ? QImage(last->data(), last->s(), last->t(),
+                              static_cast<int>(last->getRowStepInBytes()), QImage::Format_RGB888)
+                           .copy()
+                     : QImage();
+            code = saveImage(image, out) ? 0 : 1;
+            app.exit(code);
+        });
+    });
+    app.exec();
+    return code;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QGuiApplication app(argc, argv);
+    QCoreApplication::setApplicationName("orvane_viewer");
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription("Shows the liborvane canvas on a built-in scene.");
+    parser.addHelpOption();
+    QCommandLineOption grabOption("grab", "Render, save the window to <png> and quit.", "png");
+    QCommandLineOption offscreenOption("offscreen", "Render without a window (needs --out).");
+    QCommandLineOption outOption("out", "Where --offscreen writes its image.", "png");
+    QCommandLineOption sizeOption("size", "Window size as WxH.", "WxH", "1024x768");
+    QCommandLineOption pointsOption("scan-points", "Points of the simulated scan.", "n", "200000");
+    QCommandLineOption patchOption("patch-points", "Points per patch.", "n", "5000");
+    QCommandLineOption rateOption("patches-per-second", "Patches per second.", "n", "50");
+    parser.addOptions({grabOption, offscreenOption, outOption, sizeOption, pointsOption,
+                       patchOption, rateOption});
+    parser.process(app);
+
+    const QStringList size = parser.value(sizeOption).split('x');
+    const int width = size.value(0).toInt(), height = size.value(1).toInt();
+    if (size.size() != 2 || width <= 0 || height <= 0) {
+        std::fprintf(stderr, "bad --size '%s', expected WxH\n",
+                     qPrintable(parser.value(sizeOption)));
+        return 2;
+    }
+    if (parser.isSet(offscreenOption) && !parser.isSet(outOption)) {
+        std::fprintf(stderr, "--offscreen needs --out FILE.png\n");
+        return 2;
+    }
+
+    // The simulated scan outlives whatever shows its progress.
+    osg::ref_ptr<IncrePointGeometryApple> cloud = new IncrePointGeometryApple(false, false);
+    cloud->setBoxValue(osg::Vec3f(1.8f, -0.8f, -0.8f), osg::Vec3f(3.4f, 0.8f, 0.8f));
+    ScanSimulator scan(cloud.get(), parser.value(pointsOption).toInt(),
+                       parser.value(patchOption).toInt(), parser.value(rateOption).toInt());
+
+    if (parser.isSet(offscreenOption))
+        return runOffscreen(app, width, height, parser.value(outOption), cloud, scan, 800);
+
+    qmlRegisterType<Canvas3DItem>("Vorna.Orvane", 1, 0, "Canvas3DItem");
+    QQmlApplicationEngine engine;
+    engine.rootContext()->setContextProperty("viewerWidth", width);
+    engine.rootContext()->setContextProperty("viewerHeight", height);
+    engine.rootContext()->setContextProperty(
+        "viewerStatus", "built-in scene: torus    F fit, 2-7 views, O ortho/persp");
+    engine.rootContext()->setContextProperty("scan", &scan);
+    engine.load(QUrl("qrc:/viewer/main.qml"));
+    if (engine.rootObjects().isEmpty())
+        return 1;
+    auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
+    auto* canvas = window->findChild<Canvas3DItem*>("canvas");
+    addBuiltinScene(canvas->getCanvasBase(), cloud);
     QObject::connect(canvas, &Canvas3DItem::rendererCreated,
                      [&scan, canvas] { scan.start(canvas->getCanvasBase()); });
 
@@ -89,14 +147,8 @@ int main(int argc, char** argv)
         const QString path = parser.value(grabOption);
         QObject::connect(canvas, &Canvas3DItem::rendererCreated, [&, path] {
             // A few frames for the queued scene to land, then read the window back.
-            QTimer::singleShot(500, [&, path] {
-                const QImage image = window->grabWindow();
-                const bool saved = image.save(path);
-                std::fprintf(saved ? stdout : stderr, "%s %s (%dx%d)\n",
-                             saved ? "saved" : "could not save", qPrintable(path), image.width(),
-                             image.height());
-                app.exit(saved ? 0 : 1);
-            });
+            QTimer::singleShot(
+                500, [&, path] { app.exit(saveImage(window->grabWindow(), path) ? 0 : 1); });
         });
     }
     return app.exec();

@@ -9,16 +9,20 @@
 #error "ORVANE_VIEWER_PATH must name the viewer executable"
 #endif
 
-TEST(ViewerTest, GrabWritesAFrameShowingTheBuiltinScene)
-{
-    QTemporaryDir dir;
-    const QString png = dir.filePath("frame.png");
-    QProcess viewer;
-    viewer.start(ORVANE_VIEWER_PATH, {"--size", "320x240", "--grab", png});
-    ASSERT_TRUE(viewer.waitForFinished(60000));
-    ASSERT_EQ(viewer.exitCode(), 0) << viewer.readAllStandardError().toStdString();
+namespace {
 
-    QImage image(png);
+// Runs the viewer with `arguments` and returns the image it wrote.
+QImage runViewer(const QStringList& arguments, const QString& png)
+{
+    QProcess viewer;
+    viewer.start(ORVANE_VIEWER_PATH, arguments);
+    EXPECT_TRUE(viewer.waitForFinished(60000));
+    EXPECT_EQ(viewer.exitCode(), 0) << viewer.readAllStandardError().toStdString();
+    return QImage(png);
+}
+
+void expectBuiltinScene(const QImage& image)
+{
     ASSERT_FALSE(image.isNull());
     EXPECT_EQ(image.size(), QSize(320, 240));
     const QColor background(0x20, 0x24, 0x2c);
@@ -39,6 +43,22 @@ TEST(ViewerTest, GrabWritesAFrameShowingTheBuiltinScene)
         for (int x = 0; x < image.width(); x += 4)
             colours.insert(image.pixel(x, y));
     EXPECT_GT(colours.size(), 50u) << "the frame is nearly uniform";
+}
+
+} // namespace
+
+TEST(ViewerTest, GrabWritesAFrameShowingTheBuiltinScene)
+{
+    QTemporaryDir dir;
+    const QString png = dir.filePath("frame.png");
+    expectBuiltinScene(runViewer({"--size", "320x240", "--grab", png}, png));
+}
+
+TEST(ViewerTest, OffscreenWritesTheSameSceneWithoutAWindow)
+{
+    QTemporaryDir dir;
+    const QString png = dir.filePath("offscreen.png");
+    expectBuiltinScene(runViewer({"--offscreen", "--size", "320x240", "--out", png}, png));
 }
 
 TEST(ViewerTest, BadSizeIsRefusedWithAMessage)

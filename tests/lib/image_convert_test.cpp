@@ -36,3 +36,25 @@ TEST(ImageConvertTest, NullOrEmptyImagesGiveNull)
     osg::ref_ptr<osg::Image> empty = new osg::Image;
     EXPECT_EQ(ImageConvert::convertOsgImageToQImage(empty.get()), nullptr);
 }
+
+TEST(ImageConvertTest, ThreeBytePixelsBecomeOpaqueAndOtherFormatsAreRefused)
+{
+    osg::ref_ptr<osg::Image> rgb = new osg::Image;
+    rgb->allocateImage(3, 2, 1, GL_RGB, GL_UNSIGNED_BYTE);
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 3; ++x) {
+            unsigned char* p = rgb->data(x, y);
+            p[0] = static_cast<unsigned char>(10 * x);
+            p[1] = static_cast<unsigned char>(100 + y);
+            p[2] = 200;
+        }
+    std::unique_ptr<QImage> image(Vorna::Orvane::ImageConvert::convertOsgImageToQImage(rgb.get()));
+    ASSERT_TRUE(image);
+    // OpenGL rows run bottom-up: row 0 of the osg image is the last row of the QImage.
+    EXPECT_EQ(image->pixelColor(2, 1), QColor(20, 100, 200, 255));
+    EXPECT_EQ(image->pixelColor(1, 0), QColor(10, 101, 200, 255));
+
+    osg::ref_ptr<osg::Image> floats = new osg::Image;
+    floats->allocateImage(2, 2, 1, GL_RGBA, GL_FLOAT);
+    EXPECT_EQ(Vorna::Orvane::ImageConvert::convertOsgImageToQImage(floats.get()), nullptr);
+}
