@@ -18,6 +18,7 @@ const char* const g_readFailed = "============== Shader: read shader file failed
 GLShader::GLShader(ShaderInfo* list)
 {
     QOpenGLContext* context = QOpenGLContext::currentContext();
+    m_context = context;
     if (context)
         m_glFunctions = context->versionFunctions<QOpenGLFunctions_4_1_Core>();
     // A context below 4.1 gives no table; every call then does nothing.
@@ -31,7 +32,9 @@ GLShader::GLShader(ShaderInfo* list)
 
 GLShader::~GLShader()
 {
-    detach();
+    // The function table belongs to the context: once that is gone, so is the program.
+    if (m_context && QOpenGLContext::currentContext() == m_context)
+        detach();
 }
 
 void GLShader::deleteShaders(ShaderInfo* list)

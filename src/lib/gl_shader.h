@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QOpenGLContext>
+#include <QPointer>
 #include <QString>
 #include <map>
 #include <osg/Matrixf>
@@ -64,6 +66,7 @@ private:
     void deleteShaders(ShaderInfo* list);
 
     QOpenGLFunctions_4_1_Core* m_glFunctions = nullptr;
+    QPointer<QOpenGLContext> m_context;
     GLuint m_program = 0;
     std::map<GLenum, GLuint> m_shaders;
 };

@@ -5,6 +5,7 @@
 #include "canvas3d_view.h"
 #include "gl_test_support.h"
 #include "orvane_operations.h"
+#include "orvane_singleton.h"
 
 #include <QTest>
 #include <cmath>
@@ -225,4 +226,17 @@ TEST_F(CameraOperationTest, RangeBoxLineIsAddedUpdatedAndRemoved)
     EXPECT_NEAR(frame()->getBound().radius(), 2.0 * std::sqrt(3.0), 1e-5);
     ASSERT_TRUE(w.run(new RangeBoxLineOperation(false, box)));
     EXPECT_FALSE(frame());
+}
+
+TEST_F(CameraOperationTest, FitByScreenCoordPutsTheCentreThere)
+{
+    osgViewer::View* view = w.item()->mainView();
+    OrvaneSingleton::instance()->setFitByScreenCoord(view, true, osg::Vec2f(40, 30));
+    ASSERT_TRUE(w.run(new FitOperation({model}, nullptr, false)));
+    ASSERT_TRUE(w.run(nullptr));
+    const osg::Vec3d centre = projectedCentre();
+    // Window coordinates, y up.
+    EXPECT_NEAR(centre.x(), 40.0, 1.0);
+    EXPECT_NEAR(centre.y(), 30.0, 1.0);
+    OrvaneSingleton::instance()->setFitByScreenCoord(view, false, osg::Vec2f());
 }

@@ -3,6 +3,7 @@
 #include "canvas3d_view.h"
 #include "gl_test_support.h"
 #include "orvane_operations.h"
+#include "orvane_singleton.h"
 #include "point_draw_callback.h"
 
 #include <QTest>
@@ -33,12 +34,14 @@ void main() {
 }
 )";
 
+// Registered in the catalogue, as an application adds its own programs.
 osg::Program* testProgram()
 {
-    auto* program = new osg::Program;
-    program->addShader(new osg::Shader(osg::Shader::VERTEX, kVertex));
-    program->addShader(new osg::Shader(osg::Shader::FRAGMENT, kFragment));
-    return program;
+    ShaderManager* catalogue = OrvaneSingleton::instance()->getShaderMgr();
+    if (!catalogue->hasShader("drawable_test_states"))
+        catalogue->registShader("drawable_test_states", {{osg::Shader::VERTEX, kVertex},
+                                                         {osg::Shader::FRAGMENT, kFragment}});
+    return catalogue->getShader("drawable_test_states");
 }
 
 // Adds `node` to the model group of the canvas with the test program, and waits for a frame.

@@ -1,5 +1,6 @@
 // The manipulator on a view of its own: synthetic pointer events, projections, fit, bounds.
 #include "camera_ctrl/customize_manipulator.h"
+#include "camera_ctrl/track_view_range.h"
 #include "camera_ctrl/valid_bound_visitor.h"
 #include "canvas3d_drawable.h"
 #include "canvas3d_view.h"
@@ -306,4 +307,35 @@ TEST(ValidBoundsTest, RadiusUserValueReplacesTheComputedOneWhenPositive)
     ValidBoundSphereVisitor ignored;
     geode->accept(ignored);
     EXPECT_NEAR(ignored.getBoundingSphere().radius(), std::sqrt(3.0f), 1e-5);
+}
+
+TEST(TrackViewRangeTest, PointsBetweenTheSectionsAreInRange)
+{
+    osg::ref_ptr<TrackViewRange> range = new TrackViewRange;
+    ASSERT_TRUE(range->build());
+    EXPECT_TRUE(range->isPtInViewRange(osg::Vec3f(0, 0, -2500)));
+    EXPECT_TRUE(range->isPtInViewRange(osg::Vec3f(1500, 1000, -3500)));
+    EXPECT_FALSE(range->isPtInViewRange(osg::Vec3f(0, 0, -1000))) << "nearer than section 0";
+    EXPECT_FALSE(range->isPtInViewRange(osg::Vec3f(0, 0, -4500))) << "beyond section 2";
+    EXPECT_FALSE(range->isPtInViewRange(osg::Vec3f(2500, 0, -3500)));
+    // Track type 1 is wider at the far end.
+    ASSERT_TRUE(range->switchTrackType(1));
+    EXPECT_TRUE(range->isPtInViewRange(osg::Vec3f(2500, 0, -3900)));
+    EXPECT_FALSE(range->switchTrackType(2));
+    EXPECT_EQ(range->trackType(), 1);
+
+    // The object's own placement moves the volume.
+    osg::ref_ptr<osg::Group> root = new osg::Group;
+    root->addChild(range.get());
+    range->setMatrix(osg::Matrix::translate(0, 0, -1000));
+    EXPECT_TRUE(range->isPtInViewRange(osg::Vec3f(0, 0, -3500)));
+    EXPECT_FALSE(range->isPtInViewRange(osg::Vec3f(0, 0, -2500)));
+
+    // Bad sections are refused; the volume is an aid, left out of fits.
+    EXPECT_FALSE(range->setCrossSection(0, 3, 100, 1, 1));
+    EXPECT_FALSE(range->setCrossSection(0, 0, -1, 1, 1));
+    EXPECT_FALSE(range->setCrossSection(0, 0, 100, 0, 1));
+    ValidBoundSphereVisitor visitor;
+    root->accept(visitor);
+    EXPECT_FALSE(visitor.getBoundingSphere().valid());
 }
