@@ -1,6 +1,7 @@
 // The viewer: a QML window with a Canvas3DItem, or a windowless offscreen canvas, driven only
 // through operations, as an application embedding the library would.
 #include "builtin_scene.h"
+#include "model_reader.h"
 #include "scan_simulator.h"
 #include "viewer_keys.h"
 
@@ -19,27 +20,35 @@
 #include <QQuickWindow>
 #include <QTimer>
 #include <cstdio>
+#include <memory>
 #include <osg/Geode>
 
 using namespace Vorna::Orvane;
 
 namespace {
 
-// The built-in scene: a lit mesh and, beside it, the live cloud that the simulated scan fills.
-void addBuiltinScene(CanvasBase* canvas, osg::ref_ptr<IncrePointGeometryApple> cloud)
+// The scene: the given models (the built-in mesh when there are none) and, when a scan plays,
+// the live cloud it fills.
+void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& models,
+              osg::ref_ptr<IncrePointGeometryApple> cloud, ScanSimulator* scan)
 {
-    osg::ref_ptr<osg::Node> mesh = createBuiltinMesh();
-    canvas->addOperation(new LambdaOperation(
-        [mesh](RenderInfo& info) { ViewMgr::getModel(info.mainView())->addChild(mesh.get()); }));
-    canvas->addOperation(new LambdaOperation([cloud](RenderInfo& info) {
-        cloud->initDrawCall();
-        cloud->setIsRigidScan(true);
-        cloud->setIsIncreaseUpdate(true);
-        cloud->beginOfIncreUpdate();
-        auto* geode = new osg::Geode;
-        geode->addDrawable(cloud.get());
-        ViewMgr::getModel(info.mainView())->addChild(geode);
-    }));
+    for (const osg::ref_ptr<osg::Node>& model : models)
+        canvas->addOperation(new LambdaOperation([model](RenderInfo& info) {
+            ViewMgr::getModel(info.mainView())->addChild(model.get());
+        }));
+    if (cloud)
+        canvas->addOperation(new LambdaOperation([cloud, scan](RenderInfo& info) {
+            cloud->initDrawCall();
+            cloud->setIsRigidScan(true);
+            cloud->setIsIncreaseUpdate(true);
+            cloud->beginOfIncreUpdate();
+            auto* geode = new osg::Geode;
+            geode->addDrawable(cloud.get());
+            ViewMgr::getModel(info.mainView())->addChild(geode);
+            // Patches sent before the cloud is set up would be dropped.
+            if (scan)
+                scan->start(info.canvas.get());
+        }));
     canvas->addOperation(new AddEventHandler(new ViewerKeys));
     canvas->addOperation(new FitOperationAuto(nullptr, false));
 }
@@ -54,7 +63,8 @@ bool saveImage(const QImage& image, const QString& path)
 
 // Renders with no window and saves the last frame after `settleMs` of scanning.
 int runOffscreen(QGuiApplication& app, int width, int height, const QString& out,
-                 osg::ref_ptr<IncrePointGeometryApple> cloud, ScanSimulator& scan, int settleMs)
+                 const std::vector<osg::ref_ptr<osg::Node>>& models,
+                 osg::ref_ptr<IncrePointGeometryApple> cloud, ScanSimulator* scan, int settleMs)
 {
     QMutex mutex;
     osg::ref_ptr<osg::Image> last;
@@ -64,8 +74,7 @@ int runOffscreen(QGuiApplication& app, int width, int height, const QString& out
     });
     CanvasBase* canvas = surface.getCanvasBase();
     canvas->addOperation(new ClearColorOperation(osg::Vec4f(0.125f, 0.141f, 0.173f, 1.0f)));
-    addBuiltinScene(canvas, cloud);
-    scan.start(canvas);
+    addScene(canvas, models, cloud, scan);
     int code = 1;
     QTimer::singleShot(settleMs, [&] {
         canvas->frame();
@@ -102,8 +111,11 @@ int main(int argc, char** argv)
     QCommandLineOption pointsOption("scan-points", "Points of the simulated scan.", "n", "200000");
     QCommandLineOption patchOption("patch-points", "Points per patch.", "n", "5000");
     QCommandLineOption rateOption("patches-per-second", "Patches per second.", "n", "50");
+    QCommandLineOption scanOption("scan", "Replay the points of <file> as a live scan.", "file");
     parser.addOptions({grabOption, offscreenOption, outOption, sizeOption, pointsOption,
-                       patchOption, rateOption});
+                       patchOption, rateOption, scanOption});
+    parser.addPositionalArgument("files", "Meshes and point clouds to open (PLY, OBJ, STL, XYZ, "
+                                          "ASC, TXT, PTS).");
     parser.process(app);
 
     const QStringList size = parser.value(sizeOption).split('x');
@@ -118,30 +130,68 @@ int main(int argc, char** argv)
         return 2;
     }
 
+    QStringList problems;
+    std::vector<osg::ref_ptr<osg::Node>> models;
+    for (const QString& path : parser.positionalArguments()) {
+        LoadedModel model = loadModel(path);
+        if (model.node)
+            models.push_back(model.node);
+        else
+            problems << model.error;
+    }
+    for (const QString& problem : problems)
+        std::fprintf(stderr, "%s\n", qPrintable(problem));
+    const bool builtin = parser.positionalArguments().isEmpty() && !parser.isSet(scanOption);
+    if (builtin)
+        models.push_back(createBuiltinMesh());
+
     // The simulated scan outlives whatever shows its progress.
-    osg::ref_ptr<IncrePointGeometryApple> cloud = new IncrePointGeometryApple(false, false);
-    cloud->setBoxValue(osg::Vec3f(1.8f, -0.8f, -0.8f), osg::Vec3f(3.4f, 0.8f, 0.8f));
-    ScanSimulator scan(cloud.get(), parser.value(pointsOption).toInt(),
-                       parser.value(patchOption).toInt(), parser.value(rateOption).toInt());
+    osg::ref_ptr<IncrePointGeometryApple> cloud;
+    std::unique_ptr<ScanSimulator> scan;
+    if (builtin || parser.isSet(scanOption)) {
+        cloud = new IncrePointGeometryApple(false, false);
+        scan.reset(new ScanSimulator(cloud.get(), parser.value(pointsOption).toInt(),
+                                     parser.value(patchOption).toInt(),
+                                     parser.value(rateOption).toInt()));
+        cloud->setBoxValue(osg::Vec3f(1.8f, -0.8f, -0.8f), osg::Vec3f(3.4f, 0.8f, 0.8f));
+    }
+    if (parser.isSet(scanOption)) {
+        const LoadedModel source = readPointList(parser.value(scanOption));
+        if (!source.node) {
+            std::fprintf(stderr, "%s\n", qPrintable(source.error));
+            return 1;
+        }
+        osg::Geometry* geometry = source.node->asGeode()->getDrawable(0)->asGeometry();
+        auto* points = static_cast<osg::Vec3Array*>(geometry->getVertexArray());
+        scan->setSource(points, dynamic_cast<osg::Vec3Array*>(geometry->getNormalArray()));
+        const osg::BoundingBox box = geometry->getBoundingBox();
+        cloud->setBoxValue(box._min, box._max);
+    }
+    if (!builtin && models.empty() && !cloud) {
+        std::fprintf(stderr, "nothing to show\n");
+        return 1;
+    }
 
     if (parser.isSet(offscreenOption))
-        return runOffscreen(app, width, height, parser.value(outOption), cloud, scan, 800);
+        return runOffscreen(app, width, height, parser.value(outOption), models, cloud, scan.get(),
+                            800);
 
     qmlRegisterType<Canvas3DItem>("Vorna.Orvane", 1, 0, "Canvas3DItem");
     QQmlApplicationEngine engine;
     engine.rootContext()->setContextProperty("viewerWidth", width);
     engine.rootContext()->setContextProperty("viewerHeight", height);
+    const QString shown =
+        builtin ? QString("built-in scene: torus") : QString("%1 file(s) open").arg(models.size());
     engine.rootContext()->setContextProperty(
-        "viewerStatus", "built-in scene: torus    F fit, 2-7 views, O ortho/persp");
-    engine.rootContext()->setContextProperty("scan", &scan);
+        "viewerStatus", shown + "    F fit, 2-7 views, O ortho/persp" +
+                            (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
+    engine.rootContext()->setContextProperty("scan", scan.get());
     engine.load(QUrl("qrc:/viewer/main.qml"));
     if (engine.rootObjects().isEmpty())
         return 1;
     auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
     auto* canvas = window->findChild<Canvas3DItem*>("canvas");
-    addBuiltinScene(canvas->getCanvasBase(), cloud);
-    QObject::connect(canvas, &Canvas3DItem::rendererCreated,
-                     [&scan, canvas] { scan.start(canvas->getCanvasBase()); });
+    addScene(canvas->getCanvasBase(), models, cloud, scan.get());
 
     if (parser.isSet(grabOption)) {
         const QString path = parser.value(grabOption);

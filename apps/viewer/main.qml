@@ -26,7 +26,7 @@ Window {
             id: status
             anchors.centerIn: parent
             color: "white"
-            text: viewerStatus + "\n" + scan.progress
+            text: viewerStatus + (scan ? "\n" + scan.progress : "")
         }
     }
 }

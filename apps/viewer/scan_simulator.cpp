@@ -21,6 +21,14 @@ ScanSimulator::~ScanSimulator()
         m_thread.join();
 }
 
+void ScanSimulator::setSource(osg::ref_ptr<osg::Vec3Array> points,
+                              osg::ref_ptr<osg::Vec3Array> normals)
+{
+    m_sourcePoints = points;
+    m_sourceNormals = normals && points && normals->size() == points->size() ? normals : nullptr;
+    m_totalPoints = points ? static_cast<int>(points->size()) : 0;
+}
+
 void ScanSimulator::start(CanvasBase* canvas)
 {
     if (m_thread.joinable() || !canvas)
@@ -48,6 +56,14 @@ void ScanSimulator::run()
         patch->vertArr = new osg::Vec3Array;
         patch->normArr = new osg::Vec3Array;
         for (int i = 0; i < m_patchPoints && id < m_totalPoints; ++i, ++id) {
+            if (m_sourcePoints) {
+                patch->vertArr->push_back((*m_sourcePoints)[id]);
+                // The scan's normals, or one towards the viewer when the file has none.
+                patch->normArr->push_back(m_sourceNormals ? (*m_sourceNormals)[id]
+                                                          : osg::Vec3f(0.0f, -1.0f, 0.0f));
+                patch->patchIdData.push_back(id);
+                continue;
+            }
             const float theta = osg::PIf * (id / columns + 0.5f) / rows;
             const float phi = 2.0f * osg::PIf * (id % columns) / columns;
             const osg::Vec3f n(std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi),

@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <atomic>
+#include <osg/Array>
 #include <osg/ref_ptr>
 #include <thread>
 
@@ -24,6 +25,9 @@ public:
                   int patchesPerSecond);
     ~ScanSimulator() override;
 
+    // Replays these points (normals may be null) instead of the generated sphere.
+    void setSource(osg::ref_ptr<osg::Vec3Array> points, osg::ref_ptr<osg::Vec3Array> normals);
+
     // Streams into the cloud and asks `canvas` for a frame after each patch.
     void start(Vorna::Orvane::CanvasBase* canvas);
     QString progress() const;
@@ -36,6 +40,8 @@ private:
 
     osg::ref_ptr<Vorna::Orvane::IncrePointGeometryApple> m_cloud;
     osg::ref_ptr<Vorna::Orvane::CanvasBase> m_canvas;
+    osg::ref_ptr<osg::Vec3Array> m_sourcePoints;
+    osg::ref_ptr<osg::Vec3Array> m_sourceNormals;
     int m_totalPoints;
     int m_patchPoints;
     int m_patchesPerSecond;

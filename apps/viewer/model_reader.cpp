@@ -1,0 +1,152 @@
+#include "model_reader.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTextStream>
+#include <osg/Geode>
+#include <osg/Geometry>
+#include <osg/Light>
+#include <osg/NodeVisitor>
+#include <osgDB/ReadFile>
+
+namespace {
+
+// Geometry drawn inside QtQuick needs vertex array objects of its own.
+class PrepareForCanvas : public osg::NodeVisitor
+{
+public:
+    PrepareForCanvas() : osg::NodeVisitor(TRAVERSE_ALL_CHILDREN) {}
+    void apply(osg::Drawable& drawable) override
+    {
+        drawable.setUseDisplayList(false);
+        drawable.setUseVertexBufferObjects(true);
+        drawable.setUseVertexArrayObject(true);
+        if (const osg::Geometry* geometry = drawable.asGeometry())
+            if (geometry->getVertexArray())
+                points += geometry->getVertexArray()->getNumElements();
+    }
+    size_t points = 0;
+};
+
+LoadedModel failure(const QString& path, const QString& why)
+{
+    LoadedModel model;
+    model.error = QString("could not read %1: %2").arg(path, why);
+    return model;
+}
+
+} // namespace
+
+LoadedModel readPointList(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+        return failure(path, file.errorString());
+    osg::ref_ptr<osg::Vec3Array> vertices = new osg::Vec3Array;
+    osg::ref_ptr<osg::Vec3Array> normals = new osg::Vec3Array;
+    osg::ref_ptr<osg::Vec4Array> colors = new osg::Vec4Array;
+    int columns = -1;
+    bool colorsIn255 = false;
+    int lineNumber = 0;
+    QTextStream in(&file);
+    while (!in.atEnd()) {
+        const QString line = in.readLine().trimmed();
+        ++lineNumber;
+        if (line.isEmpty() || line.startsWith('#') || line.startsWith("//"))
+            continue;
+        const QStringList fields = line.split(QRegExp("[\\s,;]+"), Qt::SkipEmptyParts);
+        float v[9];
+        int count = 0;
+        for (const QString& field : fields) {
+            bool ok = false;
+            const float value = field.toFloat(&ok);
+            if (!ok || count == 9)
+                return failure(path, QString("line %1 is not a list of numbers").arg(lineNumber));
+            v[count++] = value;
+        }
+        // PTS files begin with the point count alone.
+        if (count == 1 && vertices->empty() && columns < 0)
+            continue;
+        if (columns < 0) {
+            if (count != 3 && count != 6 && count != 9 && count != 4 && count != 7)
+                return failure(path, QString("line %1: expected x y z, optionally a normal and a "
+                                             "colour, found %2 values")
+                                         .arg(lineNumber)
+                                         .arg(count));
+            columns = count;
+        } else if (count != columns) {
+            return failure(path, QString("line %1 has %2 values where the file has %3 (truncated?)")
+                                     .arg(lineNumber)
+                                     .arg(count)
+                                     .arg(columns));
+        }
+        vertices->push_back(osg::Vec3(v[0], v[1], v[2]));
+        // 4 or 7 columns: an intensity or a colour without normal (x y z r g b i).
+        const bool hasNormal = columns == 6 || columns == 9;
+        if (hasNormal)
+            normals->push_back(osg::Vec3(v[3], v[4], v[5]));
+        const int colorAt = columns == 9 ? 6 : (columns == 7 ? 3 : -1);
+        if (colorAt > 0) {
+            const osg::Vec3 c(v[colorAt], v[colorAt + 1], v[colorAt + 2]);
+            colorsIn255 = colorsIn255 || c.x() > 1.0f || c.y() > 1.0f || c.z() > 1.0f;
+            colors->push_back(osg::Vec4(c, 1.0f));
+        }
+    }
+    if (vertices->empty())
+        return failure(path, "no points in the file");
+    if (colorsIn255)
+        for (osg::Vec4& c : *colors)
+            c = osg::Vec4(c.r() / 255.0f, c.g() / 255.0f, c.b() / 255.0f, 1.0f);
+
+    auto* geometry = new osg::Geometry;
+    geometry->setVertexArray(vertices.get());
+    if (!normals->empty())
+        geometry->setNormalArray(normals.get(), osg::Array::BIND_PER_VERTEX);
+    if (!colors->empty()) {
+        geometry->setColorArray(colors.get(), osg::Array::BIND_PER_VERTEX);
+    } else {
+        osg::ref_ptr<osg::Vec4Array> one = new osg::Vec4Array;
+        one->push_back(osg::Vec4(0.05f, 0.695f, 1.0f, 1.0f));
+        geometry->setColorArray(one.get(), osg::Array::BIND_OVERALL);
+    }
+    geometry->addPrimitiveSet(
+        new osg::DrawArrays(GL_POINTS, 0, static_cast<GLsizei>(vertices->size())));
+    auto* geode = new osg::Geode;
+    geode->addDrawable(geometry);
+    LoadedModel model;
+    model.node = geode;
+    PrepareForCanvas prepare;
+    geode->accept(prepare);
+    model.points = prepare.points;
+    return model;
+}
+
+LoadedModel loadModel(const QString& path)
+{
+    if (!QFileInfo::exists(path))
+        return failure(path, "no such file");
+    const QString suffix = QFileInfo(path).suffix().toLower();
+    if (suffix == "xyz" || suffix == "asc" || suffix == "txt" || suffix == "pts")
+        return readPointList(path);
+    if (suffix != "ply" && suffix != "obj" && suffix != "stl")
+        return failure(path, "unsupported format; use PLY, OBJ, STL, XYZ, ASC, TXT or PTS");
+    osg::ref_ptr<osg::Node> node = osgDB::readNodeFile(path.toStdString());
+    if (!node || !node->getBound().valid())
+        return failure(path, "the file is damaged, truncated or empty");
+    PrepareForCanvas prepare;
+    node->accept(prepare);
+    if (prepare.points == 0)
+        return failure(path, "the file holds no geometry");
+    // A light of its own: the canvas's scene has no default light.
+    osg::StateSet* ss = node->getOrCreateStateSet();
+    auto* light = new osg::Light(0);
+    light->setPosition(osg::Vec4(0.3f, -1.0f, 0.6f, 0.0f));
+    light->setDiffuse(osg::Vec4(0.85f, 0.85f, 0.85f, 1.0f));
+    light->setAmbient(osg::Vec4(0.25f, 0.25f, 0.25f, 1.0f));
+    ss->setAttributeAndModes(light);
+    ss->setMode(GL_LIGHTING, osg::StateAttribute::ON);
+    LoadedModel model;
+    model.node = node;
+    model.points = prepare.points;
+    return model;
+}
