@@ -1,7 +1,10 @@
 // Canvas figures on whatever GL the display gives (Mesa llvmpipe under Xvfb in CI machines).
 // Run: scripts/build.sh && xvfb-run -a build/bench/orvane_bench
 #include "canvas3d_item.h"
+#include "canvas3d_view.h"
+#include "canvas_base.h"
 #include "frame_counter.h"
+#include "incremental_update/incre_point_geomtry_apple.h"
 #include "orvane_operations.h"
 
 #include <QElapsedTimer>
@@ -11,6 +14,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <osg/Geode>
 #include <random>
 #include <thread>
 #include <vector>
@@ -78,6 +82,96 @@ double scatterLimitMpts()
     return kPoints / (timer.nsecsElapsed() * 1e-9) / 1e6;
 }
 
+std::shared_ptr<IncrePatchData> patchOf(const std::vector<int>& ids)
+{
+    auto patch = std::make_shared<IncrePatchData>();
+    patch->vertArr = new osg::Vec3Array(ids.size());
+    patch->normArr = new osg::Vec3Array(ids.size());
+    patch->clrArr = new osg::Vec3Array(ids.size());
+    patch->stateArr = new osg::ByteArray(ids.size());
+    for (size_t i = 0; i < ids.size(); ++i) {
+        (*patch->vertArr)[i].set(0.5f + (ids[i] % 1000) * 0.001f, 1.0f, (ids[i] / 1000) * 1e-4f);
+        (*patch->normArr)[i].set(0.0f, -1.0f, 0.0f);
+        (*patch->clrArr)[i].set(0.8f, 0.5f, 0.2f);
+    }
+    patch->patchIdData = ids;
+    return patch;
+}
+
+// The live cloud on the canvas, timed frame by frame.
+class CloudBench
+{
+public:
+    CloudBench(Canvas3DItem* canvas, std::shared_ptr<std::atomic<int>> frames)
+        : m_canvas(canvas), m_frames(std::move(frames)),
+          m_cloud(new IncrePointGeometryApple(true, false))
+    {
+        osg::ref_ptr<IncrePointGeometryApple> cloud = m_cloud;
+        cloud->setBoxValue(osg::Vec3f(0.5f, 1.0f, 0.0f), osg::Vec3f(1.5f, 1.0f, 2.0f));
+        canvas->addOperation(new LambdaOperation([cloud](RenderInfo& info) {
+            cloud->initDrawCall();
+            cloud->setIsRigidScan(true);
+            cloud->setIsIncreaseUpdate(true);
+            cloud->beginOfIncreUpdate();
+            auto* geode = new osg::Geode;
+            geode->addDrawable(cloud.get());
+            ViewMgr::getModel(info.mainView())->addChild(geode);
+        }));
+        canvas->home();
+        frameMs();
+    }
+
+    void requestFrame() { m_canvas->getCanvasBase()->frame(); }
+
+    // Milliseconds from asking for a frame to its end.
+    double frameMs()
+    {
+        const int start = m_frames->load();
+        QElapsedTimer timer;
+        timer.start();
+        m_canvas->getCanvasBase()->frame();
+        spinUntil([&] { return m_frames->load() > start; }, 600000);
+        return timer.nsecsElapsed() / 1e6;
+    }
+
+    // The cloud drawn with `drawn` points and room for `capacity`.
+    void setSizes(uint32_t drawn, uint32_t capacity)
+    {
+        m_cloud->setWholeSize(capacity);
+        m_cloud->setPatchVertexSize(0);
+        frameMs();
+        m_cloud->setWholeSize(drawn);
+    }
+
+    IncrePointGeometryApple* cloud() const { return m_cloud.get(); }
+
+private:
+    Canvas3DItem* m_canvas;
+    std::shared_ptr<std::atomic<int>> m_frames;
+    osg::ref_ptr<IncrePointGeometryApple> m_cloud;
+};
+
+// Points a second of the map/scatter/unmap path: 5M points in 100k-point patches into a
+// 10M-point cloud drawn as one point, from the frame request to the last patch written.
+double patchScatterMpts(CloudBench& bench, bool random)
+{
+    constexpr int kCloud = 10000000, kPatch = 100000, kPatches = 50;
+    bench.setSizes(1, kCloud);
+    bench.frameMs();
+    std::mt19937 generator(11);
+    for (int p = 0; p < kPatches; ++p) {
+        std::vector<int> ids(kPatch);
+        for (int i = 0; i < kPatch; ++i)
+            ids[i] = random ? static_cast<int>(generator() % kCloud) : (p * kPatch + i) % kCloud;
+        bench.cloud()->addIncreasePatchData(patchOf(ids));
+    }
+    QElapsedTimer timer;
+    timer.start();
+    bench.requestFrame();
+    spinUntil([&] { return bench.cloud()->queuedPatchCount() == 0; }, 600000);
+    return kPatch * kPatches / (timer.nsecsElapsed() * 1e-9) / 1e6;
+}
+
 int main(int argc, char** argv)
 {
     QGuiApplication app(argc, argv);
@@ -98,6 +192,57 @@ int main(int argc, char** argv)
     window.show();
     spinUntil([&] { return frames->load() > 0; }, 30000);
     const double firstFrameMs = sinceCreation.nsecsElapsed() / 1e6;
+
+    {
+        CloudBench bench(canvas, frames);
+        std::printf("patch_scatter_random_mpts %.1f Mpoints/s\n", patchScatterMpts(bench, true));
+        std::printf("patch_scatter_sequential_mpts %.1f Mpoints/s\n",
+                    patchScatterMpts(bench, false));
+        std::fflush(stdout);
+
+        // 100k random ids overwritten in a 20M-point cloud, then one frame drawing all of it.
+        constexpr int kBig = 20000000;
+        bench.setSizes(kBig, kBig);
+        std::mt19937 generator(5);
+        std::vector<int> ids(100000);
+        for (int& id : ids)
+            id = static_cast<int>(generator() % kBig);
+        bench.cloud()->addIncreasePatchData(patchOf(ids));
+        std::printf("overwrite_100k_in_20M_pts_per_s %.0f points/s\n",
+                    ids.size() / (bench.frameMs() * 1e-3));
+        std::fflush(stdout);
+        // Stays in the scene: draw nothing from now on.
+        bench.cloud()->setWholeSize(0);
+    }
+    {
+        // A scan growing from nothing to 20M points in 100k-point patches, a frame per 1M.
+        CloudBench bench(canvas, frames);
+        QElapsedTimer timer;
+        timer.start();
+        constexpr int kPatch = 100000, kTotal = 20000000;
+        for (int first = 0; first < kTotal; first += kPatch) {
+            std::vector<int> ids(kPatch);
+            for (int i = 0; i < kPatch; ++i)
+                ids[i] = first + i;
+            bench.cloud()->setWholeSize(static_cast<uint32_t>(first + kPatch));
+            bench.cloud()->setPatchVertexSize(kPatch);
+            bench.cloud()->addIncreasePatchData(patchOf(ids));
+            if ((first + kPatch) % 1000000 == 0)
+                bench.frameMs();
+        }
+        std::printf("ingest_0_to_20M_mpts %.2f Mpoints/s\n",
+                    kTotal / (timer.nsecsElapsed() * 1e-9) / 1e6);
+        for (uint32_t points : {1000000u, 10000000u}) {
+            bench.cloud()->setWholeSize(points);
+            bench.frameMs();
+            double ms = 0.0;
+            for (int i = 0; i < 3; ++i)
+                ms += bench.frameMs() / 3.0;
+            std::printf("frame_ms_points_%uM %.1f ms\n", points / 1000000u, ms);
+        }
+        std::fflush(stdout);
+        bench.cloud()->setWholeSize(0);
+    }
 
     // Let the start-up budget run out, then count scene frames with nothing changing.
     spinUntil([&] { return canvas->remainingFrameBudget() == 0; }, 5000);
