@@ -59,8 +59,8 @@ vec3 calcDirLight(vec3 n, vec3 ecpos, vec3 l, float a, float d, float s, float s
 {
     float diff = max(0.0, dot(l, n)) * d;
     vec3 reflectDir = reflect(-l, n);
-    float spec = pow(max(dot(-ecpos, reflectDir), 0.0), max(1.0, shin)) * s;
-    return vec3(a, diff, spec);
+    float specular = pow(max(dot(-ecpos, reflectDir), 0.0), max(1.0, shin)) * s;
+    return vec3(a, diff, specular);
 }
 
 vec4 frameColumn(int frameId, int i)

@@ -167,6 +167,25 @@ void DrawableBase::addStateArray(osg::Geometry* geometry, unsigned int count)
     setAttrib(geometry, StateSlot, states);
 }
 
+osg::Geometry* DrawableBase::createCheckedGeometry(osg::Array* vertices, osg::Array* normals,
+                                                   osg::Array* third, unsigned int thirdSlot,
+                                                   bool withStates,
+                                                   osg::DrawElementsUInt* primitive, GLenum mode)
+{
+    if (!checkPram(vertices, normals, third)) {
+        qCDebug(orvane) << kParseFailure;
+        return nullptr;
+    }
+    osg::Geometry* geometry = createGeometry();
+    setAttrib(geometry, PositionSlot, vertices);
+    setAttrib(geometry, NormalSlot, normals);
+    setAttrib(geometry, thirdSlot, third);
+    if (withStates)
+        addStateArray(geometry, vertices->getNumElements());
+    addPrimitive(geometry, primitive, mode, vertices->getNumElements());
+    return geometry;
+}
+
 void DrawableBase::addPrimitive(osg::Geometry* geometry, osg::DrawElementsUInt* primitive,
                                 GLenum defaultMode, unsigned int count)
 {
@@ -213,17 +232,10 @@ const char* Mesh::uniform(const UniformType& type)
 osg::MatrixTransform* Mesh::create(osg::Array* vertices, osg::Array* normals, osg::Array* colors,
                                    osg::DrawElementsUInt* primitive)
 {
-    if (!checkPram(vertices, normals, colors)) {
-        qCDebug(orvane) << kParseFailure;
+    osg::Geometry* geometry =
+        createCheckedGeometry(vertices, normals, colors, ColorSlot, true, primitive, GL_TRIANGLES);
+    if (!geometry)
         return nullptr;
-    }
-    osg::Geometry* geometry = createGeometry();
-    setAttrib(geometry, PositionSlot, vertices);
-    setAttrib(geometry, NormalSlot, normals);
-    setAttrib(geometry, ColorSlot, colors);
-    addStateArray(geometry, vertices->getNumElements());
-    addPrimitive(geometry, primitive, GL_TRIANGLES, vertices->getNumElements());
-
     osg::MatrixTransform* transform = createChain(geometry);
     // The shader family samples "tex" whether or not the mesh is textured.
     osg::ref_ptr<osg::Image> blank = new osg::Image;
@@ -236,15 +248,10 @@ osg::MatrixTransform* Mesh::create(osg::Array* vertices, osg::Array* normals, os
 osg::MatrixTransform* Mesh::create(osg::Array* vertices, osg::Array* normals,
                                    osg::FloatArray* values, osg::DrawElementsUInt* primitive)
 {
-    if (!checkPram(vertices, normals, values)) {
-        qCDebug(orvane) << kParseFailure;
+    osg::Geometry* geometry = createCheckedGeometry(vertices, normals, values, WeightSlot, false,
+                                                    primitive, GL_TRIANGLES);
+    if (!geometry)
         return nullptr;
-    }
-    osg::Geometry* geometry = createGeometry();
-    setAttrib(geometry, PositionSlot, vertices);
-    setAttrib(geometry, NormalSlot, normals);
-    setAttrib(geometry, WeightSlot, values);
-    addPrimitive(geometry, primitive, GL_TRIANGLES, vertices->getNumElements());
     // Drawn over another surface: pull it towards the camera.
     geometry->getOrCreateStateSet()->setAttributeAndModes(new osg::PolygonOffset(-1.0f, -0.5f));
     return createChain(geometry);
@@ -254,23 +261,17 @@ osg::MatrixTransform* Mesh::create(osg::Array* vertices, osg::Array* normals,
                                    osg::Vec2Array* texCoords, osg::Image* image,
                                    osg::DrawElementsUInt* primitive, osg::Texture2D* texture)
 {
-    if (!checkPram(vertices, normals, texCoords)) {
-        qCDebug(orvane) << kParseFailure;
+    osg::ref_ptr<osg::Geometry> geometry = createCheckedGeometry(
+        vertices, normals, texCoords, TexCoordSlot, true, primitive, GL_TRIANGLES);
+    if (!geometry)
         return nullptr;
-    }
     if (!image && !texture) {
         qCDebug(orvane) << "Image is empty!";
         return nullptr;
     }
-    osg::Geometry* geometry = createGeometry();
-    setAttrib(geometry, PositionSlot, vertices);
-    setAttrib(geometry, NormalSlot, normals);
-    setAttrib(geometry, TexCoordSlot, texCoords);
-    addStateArray(geometry, vertices->getNumElements());
-    addPrimitive(geometry, primitive, GL_TRIANGLES, vertices->getNumElements());
     setTextureUnit(geometry->getOrCreateStateSet(), 0,
                    texture ? texture : createTexture2D(image, osg::Texture::NEAREST), "tex");
-    return createChain(geometry);
+    return createChain(geometry.get());
 }
 
 osg::MatrixTransform* Mesh::createDoubleTexMesh(osg::Array* vertices, osg::Array* normals,
@@ -279,10 +280,10 @@ osg::MatrixTransform* Mesh::createDoubleTexMesh(osg::Array* vertices, osg::Array
                                                 osg::Image* image3rd,
                                                 osg::DrawElementsUInt* primitive)
 {
-    if (!checkPram(vertices, normals, texCoord)) {
-        qCDebug(orvane) << kParseFailure;
+    osg::ref_ptr<osg::Geometry> geometry = createCheckedGeometry(
+        vertices, normals, texCoord, TexCoordSlot, true, primitive, GL_TRIANGLES);
+    if (!geometry)
         return nullptr;
-    }
     if (!image || !image2nd) {
         qCDebug(orvane) << "Image is empty!";
         return nullptr;
@@ -295,13 +296,7 @@ osg::MatrixTransform* Mesh::createDoubleTexMesh(osg::Array* vertices, osg::Array
         qCDebug(orvane) << "uv of two texture is invalid";
         return nullptr;
     }
-    osg::Geometry* geometry = createGeometry();
-    setAttrib(geometry, PositionSlot, vertices);
-    setAttrib(geometry, NormalSlot, normals);
-    setAttrib(geometry, TexCoordSlot, texCoord);
-    addStateArray(geometry, vertices->getNumElements());
-    setAttrib(geometry, TexCoord2ndSlot, texCoord2nd);
-    addPrimitive(geometry, primitive, GL_TRIANGLES, vertices->getNumElements());
+    setAttrib(geometry.get(), TexCoord2ndSlot, texCoord2nd);
 
     // Unit 1 belongs to the colour index.
     osg::StateSet* ss = geometry->getOrCreateStateSet();
@@ -313,7 +308,7 @@ osg::MatrixTransform* Mesh::createDoubleTexMesh(osg::Array* vertices, osg::Array
     if (image3rd)
         third->setImage(image3rd);
     setTextureUnit(ss, 3, third, "tex3rd");
-    return createChain(geometry);
+    return createChain(geometry.get());
 }
 
 unsigned int Mesh::updateTexture(osg::MatrixTransform* transform, osg::Vec2Array* texCoords,
@@ -378,17 +373,9 @@ const char* Point::uniform(const UniformType& type)
 
 osg::MatrixTransform* Point::create(osg::Array* vertices, osg::Array* normals, osg::Array* colors)
 {
-    if (!checkPram(vertices, normals, colors)) {
-        qCDebug(orvane) << kParseFailure;
-        return nullptr;
-    }
-    osg::Geometry* geometry = createGeometry();
-    setAttrib(geometry, PositionSlot, vertices);
-    setAttrib(geometry, NormalSlot, normals);
-    setAttrib(geometry, ColorSlot, colors);
-    addStateArray(geometry, vertices->getNumElements());
-    addPrimitive(geometry, nullptr, GL_POINTS, vertices->getNumElements());
-    return createChain(geometry);
+    osg::Geometry* geometry =
+        createCheckedGeometry(vertices, normals, colors, ColorSlot, true, nullptr, GL_POINTS);
+    return geometry ? createChain(geometry) : nullptr;
 }
 
 } // namespace Orvane

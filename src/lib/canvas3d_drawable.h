@@ -67,6 +67,12 @@ protected:
     static void setAttrib(osg::Geometry* geometry, unsigned int slot, osg::Array* array);
     // Slot 4 with one zero per vertex, in a buffer object of its own.
     static void addStateArray(osg::Geometry* geometry, unsigned int count);
+    // Validated arrays on slots 0, 1 and `thirdSlot`, optionally the state array, and the
+    // primitive; null (logged) for refused arrays.
+    static osg::Geometry* createCheckedGeometry(osg::Array* vertices, osg::Array* normals,
+                                                osg::Array* third, unsigned int thirdSlot,
+                                                bool withStates, osg::DrawElementsUInt* primitive,
+                                                GLenum mode);
     static void addPrimitive(osg::Geometry* geometry, osg::DrawElementsUInt* primitive,
                              GLenum defaultMode, unsigned int count);
 };
