@@ -1,0 +1,270 @@
+#include "incre_cur_frame_geomtry.h"
+
+#include "canvas3d_drawable.h"
+#include "gl_shader.h"
+#include "orvane_log.h"
+#include "rect_cut_plane.h"
+
+#include <QOpenGLContext>
+#include <cstring>
+#include <osg/State>
+#include <osgViewer/View>
+
+namespace Vorna {
+namespace Orvane {
+
+IncreCurFrameGeometry::IncreCurFrameGeometry(float alpha)
+    : BaseGeometryApple(true), m_bboxCallback(new BBoxCallback), m_alpha(alpha)
+{
+    setName("point_cloud_cur_frame_geometry");
+    osg::StateSet* ss = getOrCreateStateSet();
+    ss->setMode(GL_PROGRAM_POINT_SIZE, osg::StateAttribute::ON);
+    ss->setMode(GL_LIGHTING, osg::StateAttribute::OFF);
+    setUseDisplayList(false);
+}
+
+IncreCurFrameGeometry::~IncreCurFrameGeometry()
+{
+    if (!QOpenGLContext::currentContext())
+        return;
+    deleteVertexArray(m_vao);
+    deleteGLBuffer(m_vbo);
+}
+
+void IncreCurFrameGeometry::setCurrentFramePointData(std::shared_ptr<CurrentFramePointData> data)
+{
+    QMutexLocker lock(&m_dataMutex);
+    m_pointData = std::move(data);
+}
+
+void IncreCurFrameGeometry::setFrameMatrix(const std::vector<std::array<float, 16>>& matrices)
+{
+    QMutexLocker lock(&m_dataMutex);
+    m_frameMatrices = matrices;
+}
+
+bool IncreCurFrameGeometry::setAlpha(float alpha)
+{
+    if (alpha < 0.0f || alpha > 1.0f)
+        return false;
+    m_alpha = alpha;
+    return true;
+}
+
+void IncreCurFrameGeometry::setBoxValue(const osg::Vec3f& min, const osg::Vec3f& max)
+{
+    m_bboxCallback->setValue(min, max);
+    setComputeBoundingBoxCallback(m_bboxCallback);
+    dirtyBound();
+}
+
+bool IncreCurFrameGeometry::distanceArraysValid() const
+{
+    return m_distRanges && m_distColors && !m_distRanges->empty() &&
+           m_distRanges->size() == 2 * m_distColors->size();
+}
+
+bool IncreCurFrameGeometry::cfgCurFrameDistClr(osg::FloatArray* ranges, osg::Vec3Array* colors)
+{
+    if (!ranges || !colors || ranges->empty() || ranges->size() != 2 * colors->size())
+        return false;
+    m_distRanges = new osg::FloatArray(*ranges);
+    m_distColors = new osg::Vec3Array(*colors);
+    m_segmentSize = colors->size();
+    updateDistTexture();
+    return true;
+}
+
+bool IncreCurFrameGeometry::enableCurFrameDistClr(bool enable)
+{
+    if (enable == m_distClrEnabled)
+        return true;
+    if (enable && !distanceArraysValid())
+        return false;
+    m_distClrEnabled = enable;
+    return true;
+}
+
+void IncreCurFrameGeometry::initDrawCall()
+{
+    setComputeBoundingBoxCallback(m_bboxCallback);
+    initDrawCurrent();
+    initBuffer();
+    initDistTexture();
+}
+
+void IncreCurFrameGeometry::initDrawCurrent()
+{
+    qCInfo(orvane) << "initDrawCurrent"
+                   << "======IncreCurFrameGeometry::initDrawCurrent macos";
+    const std::string vertex =
+        GLShader::readShaderCode(":/point/point_cloud_draw_current_apple.vert");
+    const std::string fragment =
+        GLShader::readShaderCode(":/point/point_cloud_draw_current_apple.frag");
+    GLShader::ShaderInfo list[] = {{GL_VERTEX_SHADER, vertex.c_str(), 0},
+                                   {GL_FRAGMENT_SHADER, fragment.c_str(), 0},
+                                   {0, nullptr, 0}};
+    m_drawProgram.reset(new GLShader(list));
+}
+
+void IncreCurFrameGeometry::initBuffer()
+{
+    QOpenGLFunctions_4_1_Core* gl = getGlFun();
+    if (!gl)
+        return;
+    gl->glGenVertexArrays(1, &m_vao);
+    gl->glGenBuffers(1, &m_vbo);
+    gl->glBindVertexArray(m_vao);
+    gl->glBindBuffer(GL_ARRAY_BUFFER, m_vbo);
+    constexpr GLsizei kStride = 28;
+    gl->glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, kStride, nullptr);
+    gl->glVertexAttribPointer(1, 3, GL_FLOAT, GL_FALSE, kStride, reinterpret_cast<void*>(12));
+    gl->glVertexAttribPointer(2, 1, GL_FLOAT, GL_FALSE, kStride, reinterpret_cast<void*>(24));
+    for (GLuint slot : {0u, 1u, 2u})
+        gl->glEnableVertexAttribArray(slot);
+    gl->glBindVertexArray(0);
+    gl->glBindBuffer(GL_ARRAY_BUFFER, 0);
+}
+
+void IncreCurFrameGeometry::initDistTexture()
+{
+    if (m_distanceTex)
+        return;
+    osg::ref_ptr<osg::Image> image = new osg::Image;
+    image->allocateImage(2, 2, 1, GL_RED, GL_FLOAT);
+    std::memset(image->data(), 0, image->getTotalSizeInBytes());
+    image->setInternalTextureFormat(GL_R32F);
+    m_distanceTex = new osg::Texture2D(image.get());
+    m_distanceTex->setFilter(osg::Texture::MIN_FILTER, osg::Texture::NEAREST);
+    m_distanceTex->setFilter(osg::Texture::MAG_FILTER, osg::Texture::NEAREST);
+    m_distanceTex->setResizeNonPowerOfTwoHint(false);
+    if (distanceArraysValid())
+        updateDistTexture();
+}
+
+void IncreCurFrameGeometry::updateDistTexture()
+{
+    if (!distanceArraysValid())
+        return;
+    if (!m_distanceTex)
+        initDistTexture();
+    const unsigned int width = getMinNumPowOf2(m_distColors->size() * 3);
+    osg::ref_ptr<osg::Image> image = new osg::Image;
+    image->allocateImage(static_cast<int>(width), 2, 1, GL_RED, GL_FLOAT, 1);
+    image->setInternalTextureFormat(GL_R32F);
+    auto* texels = reinterpret_cast<float*>(image->data());
+    std::memset(texels, 0, image->getTotalSizeInBytes());
+    std::memcpy(texels, m_distRanges->getDataPointer(), m_distRanges->size() * sizeof(float));
+    std::memcpy(texels + width, m_distColors->getDataPointer(),
+                m_distColors->size() * sizeof(osg::Vec3f));
+    m_distanceTex->setImage(image.get());
+    m_distanceTex->dirtyTextureObject();
+}
+
+void IncreCurFrameGeometry::updateCurrent()
+{
+    std::shared_ptr<CurrentFramePointData> data;
+    {
+        QMutexLocker lock(&m_dataMutex);
+        data = m_pointData;
+        m_frameMatrices.clear();
+    }
+    QOpenGLFunctions_4_1_Core* gl = getGlFun();
+    if (!data || data->data.empty() || !gl)
+        return;
+    gl->glBindBuffer(GL_ARRAY_BUFFER, m_vbo);
+    gl->glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(data->data.size() * 4),
+                     data->data.data(), GL_DYNAMIC_DRAW);
+    gl->glBindBuffer(GL_ARRAY_BUFFER, 0);
+    // The buffer keeps this frame until the next one replaces it.
+    QMutexLocker lock(&m_dataMutex);
+    if (m_pointData == data)
+        m_pointData->data.clear();
+}
+
+void IncreCurFrameGeometry::drawCall(osg::RenderInfo& renderInfo)
+{
+    if (!m_isInitDrawDone) {
+        m_isInitDrawDone = true;
+        initDrawCall();
+    }
+    updateCurrent();
+    drawCurrent(renderInfo);
+}
+
+bool IncreCurFrameGeometry::fetchCutPlaneOsgUniform(osg::RenderInfo& renderInfo)
+{
+    osg::State* state = renderInfo.getState();
+    if (!m_drawProgram || !state)
+        return false;
+    QOpenGLFunctions_4_1_Core* gl = getGlFun();
+    const osg::GLExtensions* extensions = state->get<osg::GLExtensions>();
+    for (const auto& [name, stack] : state->getUniformMap()) {
+        if (name != "direction" && name != "center" && name != "selectIndex")
+            continue;
+        const GLint location = gl->glGetUniformLocation(m_drawProgram->getProgram(), name.c_str());
+        if (location < 0)
+            continue;
+        for (const auto& entry : stack.uniformVec)
+            entry.first->apply(extensions, location);
+    }
+    return true;
+}
+
+void IncreCurFrameGeometry::drawCurrent(osg::RenderInfo& renderInfo)
+{
+    QOpenGLFunctions_4_1_Core* gl = getGlFun();
+    if (!gl || !m_drawProgram || !m_drawProgram->getProgram() || m_pointCount == 0)
+        return;
+    GLShader& p = *m_drawProgram;
+    p.use();
+    p.setFloat("alphaVal", m_alpha);
+    p.setVec3("baseColor", m_baseColor);
+    p.setFloat("pointSize", m_pointSize);
+    p.setFloat("zOffset", m_zOffset);
+    const osg::MatrixList worlds = getWorldMatrices();
+    const osg::Matrixf model = worlds.empty() ? osg::Matrixf() : osg::Matrixf(worlds.front());
+    osg::Matrixf view, projection;
+    if (auto* v = dynamic_cast<osgViewer::View*>(renderInfo.getView())) {
+        view = v->getCamera()->getViewMatrix();
+        projection = v->getCamera()->getProjectionMatrix();
+    }
+    const osg::Matrixf modelView = model * view;
+    const osg::Matrixf inverseRotation =
+        osg::Matrixf::inverse(osg::Matrixf::rotate(modelView.getRotate()));
+    osg::Matrix3Template<float> normalMatrix;
+    for (int r = 0; r < 3; ++r)
+        for (int c = 0; c < 3; ++c)
+            normalMatrix(r, c) = inverseRotation(c, r);
+    p.setMat4("modelMatrix", model);
+    p.setMat4("modelViewMatrix", modelView);
+    p.setMat3("normalMatrix", normalMatrix);
+    p.setMat4("projectionMatrix", projection);
+    p.setMat4("modelViewProjectionMatrix", modelView * projection);
+    p.setBool("scanDistanceMapToLaserColor", m_distClrEnabled);
+    p.setInt("segmentSize", static_cast<int>(m_segmentSize));
+    p.setInt("distanceTex", 1);
+    p.setUint("lightMode", m_lightMode);
+    p.setVec3("lightPos", m_lightPos);
+    p.setBool("isCutPlaneExist", RectCutPlane::hasRectCutPlane());
+    fetchCutPlaneOsgUniform(renderInfo);
+    p.setBool("isShowFront", m_isShowFront);
+    osg::State* state = renderInfo.getState();
+    if (distanceArraysValid() && m_distanceTex && state) {
+        state->setActiveTextureUnit(1);
+        m_distanceTex->apply(*state);
+        state->setActiveTextureUnit(0);
+    }
+    gl->glBindVertexArray(m_vao);
+    gl->glDrawArrays(GL_POINTS, 0, static_cast<GLsizei>(m_pointCount));
+    gl->glBindVertexArray(0);
+    p.cancel();
+    if (state) {
+        // OSG caches what it last applied: make it apply its own again.
+        state->setLastAppliedProgramObject(nullptr);
+        state->haveAppliedTextureAttribute(1, osg::StateAttribute::TEXTURE);
+    }
+}
+
+} // namespace Orvane
+} // namespace Vorna
