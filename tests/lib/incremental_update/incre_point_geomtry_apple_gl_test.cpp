@@ -42,9 +42,9 @@ class LiveCloudTest : public ::testing::Test
 protected:
     void SetUp() override { ASSERT_TRUE(w.show()); }
 
-    void start(bool rigid, bool withColor = true)
+    void start(bool rigid, bool withColor = true, bool basicLighting = true)
     {
-        cloud = new IncrePointGeometryApple(withColor, false);
+        cloud = new IncrePointGeometryApple(withColor, false, basicLighting);
         ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
             cloud->initDrawCall();
             cloud->setIsRigidScan(rigid);
@@ -257,4 +257,25 @@ TEST_F(LiveCloudTest, StreamedPointsShowOnTheCanvas)
         return lit > 50;
     }));
     EXPECT_FALSE(log.contains("glDrawArrays failed"));
+}
+
+TEST_F(LiveCloudTest, MaterialLightingProgramDrawsTheCloudToo)
+{
+    OrvaneTest::LogCapture log;
+    w.item()->setClearColor(Qt::black);
+    start(true, false, false);
+    stream(4, 500, false, true);
+    cloud->setBoxValue(osg::Vec3f(0.5f, 1.0f, 0.0f), osg::Vec3f(2.5f, 1.0f, 4.0f));
+    w.item()->home();
+    ASSERT_TRUE(w.run(nullptr));
+    EXPECT_TRUE(waitUntil([&] {
+        const QImage image = w.grab();
+        int lit = 0;
+        for (int y = 0; y < CanvasWindow::kHeight; ++y)
+            for (int x = 0; x < CanvasWindow::kCanvasWidth; ++x)
+                lit += qGray(image.pixel(x, y)) > 20 ? 1 : 0;
+        return lit > 50;
+    }));
+    EXPECT_FALSE(log.contains("glDrawArrays failed"));
+    EXPECT_FALSE(log.contains("failed")) << qPrintable(log.lines().join("\n"));
 }
