@@ -1,0 +1,127 @@
+#version 410 core
+
+in VertexOutData
+{
+    vec3 vertex;
+    vec3 normal;
+    flat float state;
+    float dotVal;
+} fs_in;
+
+out vec4 fragColor;
+
+uniform vec3 front = vec3(0.19, 0.53, 0.81);
+// Not read: the back's material is uBackMaterial.
+uniform vec3 back = vec3(0.08, 0.20, 0.40);
+// False gives the back the front's surface.
+uniform bool useBackColor = true;
+uniform bool exchangeColor = false;
+uniform bool useSmooth = true;
+uniform vec3 lightDirection = vec3(0.60, 0.60, 1.00);
+uniform vec4 lightParam = vec4(0.08, 0.60, 0.95, 9.00);
+uniform vec3 light1Direction = vec3(-0.60, 0.30, 1.00);
+uniform vec4 light1Param = vec4(0.02, 0.20, 0.00, 9.00);
+uniform float uDarkBrightenFactor = 0.2;
+uniform float objSpecular = 0.325;
+uniform float objShininess = 9.0;
+// Columns: ambient, diffuse, specular, (shininess, -, -, -).
+uniform mat4 uBackMaterial = mat4(vec4(0.02745, 0.08627, 0.13725, 1.0), vec4(0.2, 0.2, 0.2, 1.0),
+                                  vec4(0.398, 0.398, 0.398, 1.0), vec4(5.0, 0.0, 0.0, 0.0));
+uniform sampler1D colorIndex;
+uniform float selectIndex = 1.0;
+// Whether the kept side shows its state.
+uniform bool upperUseState = true;
+uniform int enableGamma = 0;
+uniform float gamma = 1.3;
+
+struct Material
+{
+    vec4 ambient;
+    vec4 diffuse;
+    vec4 specular;
+    float shininess;
+};
+
+// Blinn-Phong with grey light colours from param and the eye fixed at +z. NdotL is lifted on
+// the dark side and must stay unclamped: a far side goes negative.
+vec3 calcMaterialLight(vec3 direction, vec4 param, Material m, vec3 N)
+{
+    vec3 L = normalize(direction);
+    float NdotL = dot(N, L);
+    float lifted = uDarkBrightenFactor + NdotL * (1.0 - uDarkBrightenFactor);
+    float pf = 0.0;
+    if (NdotL != 0.0)
+        pf = pow(max(0.0, dot(N, normalize(L + vec3(0.0, 0.0, 1.0)))), m.shininess);
+    return param.x * m.ambient.rgb + param.y * lifted * m.diffuse.rgb + param.z * pf * m.specular.rgb;
+}
+
+vec4 calcMaterial(Material m, vec3 N)
+{
+    vec3 c = calcMaterialLight(lightDirection, lightParam, m, N) +
+             calcMaterialLight(light1Direction, light1Param, m, N);
+    return vec4(c, m.ambient.a);
+}
+
+Material frontMaterial(vec3 C)
+{
+    return Material(vec4(C, 1.0), vec4(C, 1.0), vec4(vec3(objSpecular), 1.0), objShininess);
+}
+
+// A selected back keeps its specular and shininess and takes the row as ambient and diffuse;
+// without the back colour it takes the front's surface the same way.
+Material backMaterial(bool selected, vec3 row, vec3 front)
+{
+    Material m = Material(uBackMaterial[0], uBackMaterial[1], uBackMaterial[2], uBackMaterial[3][0]);
+    if (selected || !useBackColor) {
+        vec3 c = selected ? row : front;
+        m.ambient = vec4(c, m.ambient.a);
+        m.diffuse = vec4(c, m.diffuse.a);
+    }
+    return m;
+}
+
+// The derivative normal always faces the eye.
+vec3 faceNormal(vec3 eyePosition)
+{
+    return normalize(cross(dFdx(eyePosition), dFdy(eyePosition)));
+}
+
+// The sRGB curve with an adjustable exponent.
+float linearTosRGB(float c)
+{
+    if (c < 0.0031308)
+        return c > 0.0 ? 12.92 * c : 0.0;
+    return 1.055 * pow(c, 1.0 / gamma) - 0.055;
+}
+
+vec3 linearTosRGB(vec3 c)
+{
+    return vec3(linearTosRGB(c.r), linearTosRGB(c.g), linearTosRGB(c.b));
+}
+
+void main()
+{
+    float state = fs_in.dotVal < 0.0 ? selectIndex : (upperUseState ? fs_in.state : 0.0);
+    if (state < 0.0)
+        discard;
+    vec3 P = normalize(fs_in.vertex);
+    vec3 N = normalize(fs_in.normal);
+    if (!useSmooth) {
+        N = faceNormal(fs_in.vertex);
+        // Turned to the back first, so that the back branch negates it as usual.
+        if (!gl_FrontFacing)
+            N = -N;
+    }
+    bool frontFacing = gl_FrontFacing;
+    if (exchangeColor) {
+        frontFacing = !frontFacing;
+        N = -N;
+    }
+    bool selected = state > 0.0;
+    vec3 row = texelFetch(colorIndex, int(state), 0).rgb;
+    vec4 color = frontFacing ? calcMaterial(frontMaterial(selected ? row : front), N)
+                             : calcMaterial(backMaterial(selected, row, front), -N);
+    if (enableGamma > 0)
+        color.rgb = linearTosRGB(color.rgb);
+    fragColor = color;
+}

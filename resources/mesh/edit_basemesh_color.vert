@@ -1,0 +1,47 @@
+#version 410 core
+
+layout(location = 0) in vec3 vPosition;
+layout(location = 1) in vec3 vNormal;
+layout(location = 2) in vec3 vColor;
+layout(location = 4) in int vFlag;
+
+uniform mat4 osg_ModelViewMatrix;
+uniform mat4 osg_ModelViewProjectionMatrix;
+uniform mat3 osg_NormalMatrix;
+uniform mat4 osg_ViewMatrixInverse;
+// The cut plane, in world space.
+uniform vec3 direction;
+uniform vec3 center;
+uniform bool needCalcCutplane = false;
+
+// Live data deletes a vertex by moving it to this marker, without touching the index list.
+bool isDeletedMarker(vec3 p)
+{
+    return all(lessThan(abs(p - vec3(-3.40282e+38)), vec3(0.01)));
+}
+
+out VertexOutData
+{
+    vec3 vertex;
+    vec3 normal;
+    vec3 color;
+    flat float state;
+    float dotVal;
+    float validState;
+} vs_out;
+
+void main()
+{
+    vec4 eye = osg_ModelViewMatrix * vec4(vPosition, 1.0);
+    vs_out.vertex = eye.xyz;
+    vs_out.normal = normalize(osg_NormalMatrix * vNormal);
+    vs_out.color = vColor;
+    vs_out.state = float(vFlag);
+    // An all-zero vertex marks a hole.
+    float size = dot(abs(vPosition), vec3(1.0)) + dot(abs(vColor), vec3(1.0));
+    vs_out.validState = size < 1E-6 ? -1.0 : 1.0;
+    vs_out.dotVal = needCalcCutplane ? dot((osg_ViewMatrixInverse * eye).xyz - center, direction) : 1.0;
+    // Out of view: the marker deletes the vertex.
+    gl_Position = isDeletedMarker(vPosition) ? vec4(-2.0, -2.0, -2.0, 1.0)
+                                             : osg_ModelViewProjectionMatrix * vec4(vPosition, 1.0);
+}

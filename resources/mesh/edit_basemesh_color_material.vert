@@ -1,0 +1,35 @@
+#version 410 core
+
+layout(location = 0) in vec3 vPosition;
+layout(location = 1) in vec3 vNormal;
+layout(location = 2) in vec3 vColor;
+layout(location = 4) in int vFlag;
+
+uniform mat4 osg_ModelViewMatrix;
+uniform mat4 osg_ModelViewProjectionMatrix;
+uniform mat3 osg_NormalMatrix;
+uniform mat4 osg_ViewMatrixInverse;
+// The cut plane, in world space.
+uniform vec3 direction;
+uniform vec3 center;
+uniform bool needCalcCutplane = false;
+
+out VertexOutData
+{
+    vec3 vertex;
+    vec3 normal;
+    vec3 color;
+    flat float state;
+    float dotVal;
+} vs_out;
+
+void main()
+{
+    vec4 eye = osg_ModelViewMatrix * vec4(vPosition, 1.0);
+    vs_out.vertex = eye.xyz;
+    vs_out.normal = normalize(osg_NormalMatrix * vNormal);
+    vs_out.color = vColor;
+    vs_out.state = float(vFlag);
+    vs_out.dotVal = needCalcCutplane ? dot((osg_ViewMatrixInverse * eye).xyz - center, direction) : 1.0;
+    gl_Position = osg_ModelViewProjectionMatrix * vec4(vPosition, 1.0);
+}

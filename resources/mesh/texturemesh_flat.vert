@@ -1,0 +1,22 @@
+#version 410 core
+
+layout(location = 0) in vec3 vPosition;
+layout(location = 3) in vec2 vTexCoord;
+
+uniform mat4 osg_ModelViewMatrix;
+uniform mat4 osg_ModelViewProjectionMatrix;
+uniform mat3 osg_NormalMatrix;
+
+out VertexOutData
+{
+    vec3 vertex;
+    vec2 texCoord;
+} vs_out;
+
+void main()
+{
+    vec4 eye = osg_ModelViewMatrix * vec4(vPosition, 1.0);
+    vs_out.vertex = eye.xyz;
+    vs_out.texCoord = vTexCoord;
+    gl_Position = osg_ModelViewProjectionMatrix * vec4(vPosition, 1.0);
+}
