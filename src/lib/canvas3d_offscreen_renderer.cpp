@@ -6,6 +6,7 @@
 #include "canvas_viewer.h"
 #include "orvane_log.h"
 #include "orvane_operations.h"
+#include "orvane_singleton.h"
 #include "render_info.h"
 
 #include <QOpenGLFunctions>
@@ -207,6 +208,9 @@ void Canvas3DOffscreenRenderer::shutdown(QThread* owner)
         // OSG frees its GL objects when the viewer closes its window: the context must be current.
         if (m_renderInfo)
             m_renderInfo->setFBO(nullptr);
+        if (m_graphicsWindow)
+            OrvaneSingleton::instance()->getShaderMgr()->releaseGLObjects(
+                m_graphicsWindow->getState());
         m_renderInfo = nullptr;
         m_view = nullptr;
         m_viewer = nullptr;

@@ -38,6 +38,9 @@ Canvas3DRenderer::~Canvas3DRenderer()
 {
     qCDebug(orvane) << "Renderer destroyed";
     m_canvas->rendererDestroyed(this);
+    if (m_mainView && m_mainView->getCamera()->getGraphicsContext())
+        OrvaneSingleton::instance()->getShaderMgr()->releaseGLObjects(
+            m_mainView->getCamera()->getGraphicsContext()->getState());
     m_renderInfo = nullptr;
     m_mainView = nullptr;
     m_viewer = nullptr;
@@ -109,8 +112,16 @@ void Canvas3DRenderer::render()
     if (m_updateBlocked)
         return;
     QOpenGLContext* context = QOpenGLContext::currentContext();
-    // QtQuick may leave its own program bound; OSG's state tracking doesn't know of it.
+    // QtQuick drew since our last frame and changed bindings behind OSG's state cache: put the
+    // context into a known state and make OSG apply every attribute afresh, or a texture
+    // on a unit other than 0 can land on the wrong unit.
     context->functions()->glUseProgram(0);
+    context->functions()->glActiveTexture(GL_TEXTURE0);
+    if (osg::State* state = m_mainView->getCamera()->getGraphicsContext()->getState()) {
+        state->setActiveTextureUnit(0);
+        state->setLastAppliedProgramObject(nullptr);
+        state->dirtyAllAttributes();
+    }
     auto* functions = context->versionFunctions<QOpenGLFunctions_4_1_Core>();
     if (functions && functions != m_glFun)
         functions->initializeOpenGLFunctions();

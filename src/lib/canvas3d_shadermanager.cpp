@@ -223,6 +223,16 @@ char* ShaderManager::getCharDataByMetalShader(const std::string& name)
     return m_metalSources.emplace(name, text).first->second.data();
 }
 
+void ShaderManager::releaseGLObjects(osg::State* state)
+{
+    if (!state)
+        return;
+    QMutexLocker lock(&m_mutex);
+    for (auto& program : m_programs)
+        if (program.second)
+            program.second->releaseGLObjects(state);
+}
+
 std::map<std::string, QStringList> ShaderManager::fileTable() const
 {
     QMutexLocker locker(&m_mutex);

@@ -109,6 +109,10 @@ public:
     // Text of the last file of the row; owned by the manager and valid while it lives.
     char* getCharDataByMetalShader(const std::string& name);
 
+    // Forgets the programs' objects of the context behind `state`, which is about to go: a later
+    // context may get the same id and must link afresh. Call with that context current.
+    void releaseGLObjects(osg::State* state);
+
     // Copy of the name-to-files table, for tools and tests that walk the whole catalogue.
     std::map<std::string, QStringList> fileTable() const;
 
