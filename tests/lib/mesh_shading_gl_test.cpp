@@ -1,0 +1,479 @@
+// Colours of the mesh programs at chosen pixels of a live canvas, against the shading formulas.
+#include "canvas3d_drawable.h"
+#include "canvas3d_item.h"
+#include "canvas3d_shadermanager.h"
+#include "canvas3d_view.h"
+#include "gl_test_support.h"
+#include "orvane_operations.h"
+#include "orvane_singleton.h"
+
+#include <algorithm>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <osg/Geode>
+#include <osg/Geometry>
+#include <osg/Texture1D>
+#include <osg/Texture2D>
+
+using namespace Vorna::Orvane;
+using OrvaneTest::CanvasWindow;
+using OrvaneTest::waitUntil;
+
+namespace {
+
+// 8-bit quantisation of the framebuffer plus float rounding in llvmpipe.
+constexpr int kTolerance = 2;
+
+constexpr double kFovY = 30.0;
+constexpr double kEyeDistance = 5.0;
+constexpr double kAspect = double(CanvasWindow::kCanvasWidth) / CanvasWindow::kHeight;
+
+const osg::Vec3 kFront(0.05f, 0.695f, 1.0f);
+const osg::Vec3 kBack(0.9f, 0.85f, 0.44f);
+const osg::Vec3 kEditFront(0.5f, 0.5f, 0.5f);
+const osg::Vec4 kMainParam(0.5f, 0.5f, 0.15f, 128.0f);
+const osg::Vec4 kSelectedParam(0.5f, 0.5f, 0.1f, 128.0f);
+const osg::Vec3 kToEye(0.0f, 0.0f, 1.0f);
+const std::vector<osg::Vec3> kRows = {{0.0f, 0.0f, 0.0f},
+                                      {1.0f, 0.0f, 0.0f},
+                                      {0.0f, 1.0f, 0.0f},
+                                      {0.2f, 0.4f, 0.8f},
+                                      {1.0f, 1.0f, 0.0f}};
+
+osg::Vec3 reflect(const osg::Vec3& i, const osg::Vec3& n)
+{
+    return i - n * (2.0f * (n * i));
+}
+
+// (ambient, diffuse, specular) of one classic light.
+osg::Vec3 dirLight(const osg::Vec3& L, const osg::Vec4& param, const osg::Vec3& N,
+                   const osg::Vec3& P)
+{
+    const float diff = std::max(L * N, 0.0f) * param.y();
+    const float spec =
+        std::pow(std::max(-P * reflect(-L, N), 0.0f), std::max(1.0f, param.w())) * param.z();
+    return osg::Vec3(param.x(), diff, spec);
+}
+
+float sum(const osg::Vec3& v)
+{
+    return v.x() + v.y() + v.z();
+}
+
+QColor toColor(const osg::Vec3& c)
+{
+    auto channel = [](float v) { return int(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f)); };
+    return QColor(channel(c.x()), channel(c.y()), channel(c.z()));
+}
+
+std::string describe(const QColor& c)
+{
+    return "(" + std::to_string(c.red()) + ", " + std::to_string(c.green()) + ", " +
+           std::to_string(c.blue()) + ")";
+}
+
+// A pixel of the canvas and the unit eye-space direction through its centre.
+struct Probe {
+    QPoint pixel;
+    osg::Vec3 P;
+};
+
+// Where the world point (x, y, 0) lands; the camera looks down -z from (0, 0, kEyeDistance).
+Probe probe(float x, float y)
+{
+    const double t = std::tan(osg::DegreesToRadians(kFovY / 2.0));
+    const double ndcX = x / (kEyeDistance * t * kAspect);
+    const double ndcY = y / (kEyeDistance * t);
+    const int px = int(std::floor((ndcX + 1.0) / 2.0 * CanvasWindow::kCanvasWidth));
+    const int py = int(std::floor((1.0 - ndcY) / 2.0 * CanvasWindow::kHeight));
+    const double cx = (px + 0.5) / CanvasWindow::kCanvasWidth * 2.0 - 1.0;
+    const double cy = 1.0 - (py + 0.5) / CanvasWindow::kHeight * 2.0;
+    osg::Vec3 dir(float(cx * t * kAspect), float(cy * t), -1.0f);
+    dir.normalize();
+    return {QPoint(px, py), dir};
+}
+
+// Builds triangles at z = 0 with whatever per-vertex arrays the test fills.
+class MeshBuilder
+{
+public:
+    osg::Vec3 normal{0.0f, 0.0f, 1.0f};
+    osg::Vec3 color;
+    osg::Vec2 texCoord{0.5f, 0.5f};
+    osg::Vec2 texCoord2nd{0.5f, 0.5f};
+    signed char state = 0;
+    float weight = 0.0f;
+
+    void triangle(const osg::Vec2& a, const osg::Vec2& b, const osg::Vec2& c)
+    {
+        for (const osg::Vec2& p : {a, b, c}) {
+            m_positions->push_back(osg::Vec3(p.x(), p.y(), 0.0f));
+            m_normals->push_back(normal);
+            m_colors->push_back(color);
+            m_texCoords->push_back(texCoord);
+            m_texCoords2nd->push_back(texCoord2nd);
+            m_states->push_back(state);
+            m_weights->push_back(weight);
+        }
+    }
+
+    // Counter-clockwise seen from the eye: a front face. `away` winds it the other way and
+    // turns its normal from the eye, as the far side of a closed surface would be.
+    void square(float x0, float y0, float x1, float y1, bool away = false)
+    {
+        const osg::Vec3 keep = normal;
+        if (away) {
+            normal = -normal;
+            triangle({x0, y0}, {x1, y1}, {x1, y0});
+            triangle({x0, y0}, {x0, y1}, {x1, y1});
+        } else {
+            triangle({x0, y0}, {x1, y0}, {x1, y1});
+            triangle({x0, y0}, {x1, y1}, {x0, y1});
+        }
+        normal = keep;
+    }
+
+    osg::ref_ptr<osg::Geometry> build() const
+    {
+        osg::ref_ptr<osg::Geometry> geometry = new osg::Geometry;
+        geometry->setUseDisplayList(false);
+        geometry->setUseVertexBufferObjects(true);
+        geometry->setUseVertexArrayObject(true);
+        geometry->setVertexAttribArray(0, m_positions.get(), osg::Array::BIND_PER_VERTEX);
+        geometry->setVertexAttribArray(1, m_normals.get(), osg::Array::BIND_PER_VERTEX);
+        geometry->setVertexAttribArray(2, m_colors.get(), osg::Array::BIND_PER_VERTEX);
+        geometry->setVertexAttribArray(3, m_texCoords.get(), osg::Array::BIND_PER_VERTEX);
+        // Signed bytes arrive as `in int` only with their own type kept.
+        m_states->setPreserveDataType(true);
+        geometry->setVertexAttribArray(4, m_states.get(), osg::Array::BIND_PER_VERTEX);
+        geometry->setVertexAttribArray(5, m_weights.get(), osg::Array::BIND_PER_VERTEX);
+        geometry->setVertexAttribArray(6, m_texCoords2nd.get(), osg::Array::BIND_PER_VERTEX);
+        geometry->addPrimitiveSet(new osg::DrawArrays(GL_TRIANGLES, 0, m_positions->size()));
+        // No classic vertex array: give the bound ourselves.
+        geometry->setInitialBound(osg::BoundingBox(-2, -2, -0.1f, 2, 2, 0.1f));
+        return geometry;
+    }
+
+private:
+    osg::ref_ptr<osg::Vec3Array> m_positions = new osg::Vec3Array;
+    osg::ref_ptr<osg::Vec3Array> m_normals = new osg::Vec3Array;
+    osg::ref_ptr<osg::Vec3Array> m_colors = new osg::Vec3Array;
+    osg::ref_ptr<osg::Vec2Array> m_texCoords = new osg::Vec2Array;
+    osg::ref_ptr<osg::Vec2Array> m_texCoords2nd = new osg::Vec2Array;
+    osg::ref_ptr<osg::ByteArray> m_states = new osg::ByteArray;
+    osg::ref_ptr<osg::FloatArray> m_weights = new osg::FloatArray;
+};
+
+osg::Texture1D* rowTexture(const std::vector<osg::Vec3>& rows, int width)
+{
+    osg::ref_ptr<osg::Image> image = new osg::Image;
+    image->allocateImage(width, 1, 1, GL_RGB, GL_FLOAT);
+    auto* data = reinterpret_cast<osg::Vec3*>(image->data());
+    for (int i = 0; i < width; ++i)
+        data[i] = i < int(rows.size()) ? rows[i] : osg::Vec3();
+    image->setInternalTextureFormat(GL_RGB32F_ARB);
+    auto* texture = new osg::Texture1D(image.get());
+    texture->setFilter(osg::Texture::MIN_FILTER, osg::Texture::NEAREST);
+    texture->setFilter(osg::Texture::MAG_FILTER, osg::Texture::NEAREST);
+    return texture;
+}
+
+// The selection rows on unit 1, as the colour index of a group is set.
+void setColorIndex(osg::StateSet* ss)
+{
+    osg::ref_ptr<osg::Vec3Array> rows = new osg::Vec3Array(kRows.begin(), kRows.end());
+    ss->setTextureAttributeAndModes(1, Mesh::createColorIndex(rows.get()), osg::StateAttribute::ON);
+    ss->addUniform(new osg::Uniform("colorIndex", 1));
+}
+
+osg::Texture2D* flatTexture(const osg::Vec3& color)
+{
+    osg::ref_ptr<osg::Image> image = new osg::Image;
+    image->allocateImage(2, 2, 1, GL_RGB, GL_FLOAT);
+    auto* data = reinterpret_cast<osg::Vec3*>(image->data());
+    std::fill(data, data + 4, color);
+    auto* texture = new osg::Texture2D(image.get());
+    texture->setFilter(osg::Texture::MIN_FILTER, osg::Texture::NEAREST);
+    texture->setFilter(osg::Texture::MAG_FILTER, osg::Texture::NEAREST);
+    return texture;
+}
+
+class MeshShadingTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_window.reset(new CanvasWindow);
+        ASSERT_TRUE(m_window->show());
+        m_window->installFrameCounter();
+        // Without the manipulator nothing moves the camera between frames.
+        ASSERT_TRUE(onRenderThread([](RenderInfo& info) {
+            info.mainView()->setCameraManipulator(nullptr, false);
+            osg::Camera* camera = info.masterCamera();
+            camera->setViewMatrixAsLookAt(osg::Vec3d(0, 0, kEyeDistance), osg::Vec3d(),
+                                          osg::Vec3d(0, 1, 0));
+            camera->setComputeNearFarMode(osg::CullSettings::DO_NOT_COMPUTE_NEAR_FAR);
+            camera->setProjectionMatrixAsPerspective(kFovY, kAspect, 1.0, 100.0);
+        }));
+    }
+
+    bool onRenderThread(std::function<void(RenderInfo&)> body)
+    {
+        std::atomic<bool> done{false};
+        m_window->item()->addOperation(new LambdaOperation([&](RenderInfo& info) {
+            body(info);
+            done = true;
+        }));
+        return waitUntil([&] {
+            m_window->item()->frame();
+            return done.load();
+        });
+    }
+
+    // The state set carries the program; the test adds its uniforms before drawing.
+    osg::StateSet* use(osg::Geometry* geometry, const std::string& program)
+    {
+        osg::Program* linked = OrvaneSingleton::instance()->getShaderMgr()->getShader(program);
+        EXPECT_NE(linked, nullptr) << program;
+        osg::StateSet* ss = geometry->getOrCreateStateSet();
+        ss->setAttributeAndModes(linked, osg::StateAttribute::ON);
+        return ss;
+    }
+
+    // Shows the geometry alone in the model group and grabs the window after a few frames.
+    QImage draw(osg::Geometry* geometry)
+    {
+        osg::ref_ptr<osg::Geode> geode = new osg::Geode;
+        geode->addDrawable(geometry);
+        EXPECT_TRUE(onRenderThread([geode](RenderInfo& info) {
+            osg::Group* model = ViewMgr::getModel(info.mainView());
+            model->removeChildren(0, model->getNumChildren());
+            model->addChild(geode.get());
+        }));
+        const int start = m_window->sceneFrames();
+        EXPECT_TRUE(waitUntil([&] {
+            m_window->item()->frame();
+            return m_window->sceneFrames() >= start + 3;
+        }));
+        return m_window->grab();
+    }
+
+    void expectPixel(const QImage& image, const Probe& at, const osg::Vec3& expected,
+                     int tolerance = kTolerance)
+    {
+        const QColor actual = image.pixelColor(at.pixel);
+        const QColor wanted = toColor(expected);
+        EXPECT_TRUE(OrvaneTest::near(actual, wanted, tolerance))
+            << "at (" << at.pixel.x() << ", " << at.pixel.y() << "): " << describe(actual)
+            << ", expected " << describe(wanted);
+        if (HasFailure())
+            image.save(QString("mesh_shading_%1.png")
+                           .arg(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+    }
+
+    // The classic front with the default rig: only the main light is lit.
+    static osg::Vec3 classicFront(const osg::Vec3& C, const osg::Vec3& P)
+    {
+        return C * sum(dirLight(kToEye, kMainParam, kToEye, P));
+    }
+
+    // What a selected front shows with the fixed constants.
+    static osg::Vec3 selectedFront(const osg::Vec3& row, const osg::Vec3& P)
+    {
+        const osg::Vec3 light = dirLight(kToEye, kSelectedParam, kToEye, P);
+        return row * (0.5f + light.y()) + osg::Vec3(light.z(), light.z(), light.z());
+    }
+
+    std::unique_ptr<CanvasWindow> m_window;
+};
+
+TEST_F(MeshShadingTest, ClassicFrontWithDefaults)
+{
+    MeshBuilder mesh;
+    mesh.square(-1, -1, 1, 1);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    use(geometry.get(), "mesh");
+    const QImage image = draw(geometry.get());
+
+    for (const Probe& at : {probe(0.0f, 0.0f), probe(0.5f, 0.3f)}) {
+        // Front times ambient plus diffuse plus the highlight; the dark lights add nothing.
+        const float highlight = std::pow(std::max(-at.P.z(), 0.0f), 128.0f);
+        expectPixel(image, at, kFront * (0.5f + 0.5f + 0.15f * highlight));
+        expectPixel(image, at, classicFront(kFront, at.P));
+    }
+}
+
+TEST_F(MeshShadingTest, BackFaceTakesBackColourAndBackLight)
+{
+    MeshBuilder mesh;
+    mesh.square(-1, -1, 1, 1, true);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    use(geometry.get(), "mesh");
+    const QImage image = draw(geometry.get());
+
+    const Probe at = probe(0.2f, -0.2f);
+    // The normal turned back faces the eye: back times (0.5 + 0.5 + no specular).
+    const osg::Vec3 back = kBack * sum(dirLight(kToEye, {0.5f, 0.5f, 0.0f, 1.0f}, kToEye, at.P));
+    expectPixel(image, at, back);
+    expectPixel(image, at, kBack);
+}
+
+TEST_F(MeshShadingTest, StateThreeShowsRowThreeOnBothFaces)
+{
+    MeshBuilder mesh;
+    mesh.state = 3;
+    mesh.square(-1.2f, -1, -0.1f, 1);
+    mesh.square(0.1f, -1, 1.2f, 1, true);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    setColorIndex(use(geometry.get(), "editmesh"));
+    const QImage image = draw(geometry.get());
+
+    const Probe front = probe(-0.65f, 0.0f);
+    expectPixel(image, front, selectedFront(kRows[3], front.P));
+    // The back light on the turned normal: row times (0.5 + 0.5).
+    const Probe back = probe(0.65f, 0.0f);
+    expectPixel(image, back, kRows[3]);
+}
+
+TEST_F(MeshShadingTest, NegativeStateRemovesTheTriangle)
+{
+    for (const std::string program : {"editmesh", "editmesh_material"}) {
+        MeshBuilder mesh;
+        mesh.triangle({-1, -1}, {1, -1}, {1, 1});
+        mesh.state = -1;
+        mesh.triangle({-1, -1}, {1, 1}, {-1, 1});
+        osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+        setColorIndex(use(geometry.get(), program));
+        const QImage image = draw(geometry.get());
+
+        const Probe kept = probe(0.5f, -0.5f);
+        const Probe removed = probe(-0.5f, 0.5f);
+        EXPECT_NE(image.pixelColor(kept.pixel), QColor(Qt::black)) << program;
+        // Exact: nothing is drawn, so the window's black shows through.
+        expectPixel(image, removed, osg::Vec3(), 0);
+    }
+}
+
+TEST_F(MeshShadingTest, CutPlanePaintsTheLowerSide)
+{
+    MeshBuilder mesh;
+    mesh.square(-1, -1, 1, 1);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    osg::StateSet* ss = use(geometry.get(), "editmesh");
+    setColorIndex(ss);
+    ss->addUniform(new osg::Uniform("needCalcCutplane", true));
+    ss->addUniform(new osg::Uniform("selectIndex", 2.0f));
+    ss->addUniform(new osg::Uniform("direction", osg::Vec3f(0, 1, 0)));
+    ss->addUniform(new osg::Uniform("center", osg::Vec3f(0, 0, 0)));
+    const QImage image = draw(geometry.get());
+
+    const Probe below = probe(0.3f, -0.5f);
+    expectPixel(image, below, selectedFront(kRows[2], below.P));
+    const Probe above = probe(0.3f, 0.5f);
+    expectPixel(image, above, classicFront(kEditFront, above.P));
+}
+
+TEST_F(MeshShadingTest, GammaCurve)
+{
+    MeshBuilder mesh;
+    mesh.square(-1, -1, 1, 1);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    osg::StateSet* ss = use(geometry.get(), "editmesh");
+    // Ambient alone at 1: the surface colour reaches the curve unchanged.
+    ss->addUniform(new osg::Uniform("lightParam", osg::Vec4f(1, 0, 0, 1)));
+    ss->addUniform(new osg::Uniform("front", osg::Vec3f(1.0f, 0.5f, 0.0f)));
+    ss->addUniform(new osg::Uniform("enableGamma", 1));
+    const QImage image = draw(geometry.get());
+
+    const float half = 1.055f * std::pow(0.5f, 1.0f / 1.3f) - 0.055f;
+    expectPixel(image, probe(0, 0), osg::Vec3(1.0f, half, 0.0f));
+}
+
+TEST_F(MeshShadingTest, ZeroBrightnessAndContrastKeepTheTexel)
+{
+    const osg::Vec3 texel(0.3f, 0.6f, 0.9f);
+    for (bool explicitZero : {false, true}) {
+        MeshBuilder mesh;
+        mesh.square(-1, -1, 1, 1);
+        osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+        osg::StateSet* ss = use(geometry.get(), "texturemesh");
+        ss->setTextureAttributeAndModes(0, flatTexture(texel), osg::StateAttribute::ON);
+        ss->addUniform(new osg::Uniform("tex", 0));
+        ss->addUniform(new osg::Uniform("lightParam", osg::Vec4f(1, 0, 0, 1)));
+        if (explicitZero) {
+            ss->addUniform(new osg::Uniform("brightness", 0.0f));
+            ss->addUniform(new osg::Uniform("contrast", 0.0f));
+        }
+        const QImage image = draw(geometry.get());
+        expectPixel(image, probe(0, 0), texel);
+    }
+}
+
+TEST_F(MeshShadingTest, MaterialLightingWithDefaults)
+{
+    MeshBuilder mesh;
+    mesh.square(-1, -1, 1, 1);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    setColorIndex(use(geometry.get(), "editmesh_material"));
+    const QImage image = draw(geometry.get());
+
+    const osg::Vec3 front(0.19f, 0.53f, 0.81f);
+    const float objSpecular = 0.325f, objShininess = 9.0f, lift = 0.2f;
+    osg::Vec3 expected;
+    const std::vector<std::pair<osg::Vec3, osg::Vec4>> lights = {
+        {{0.60f, 0.60f, 1.00f}, {0.08f, 0.60f, 0.95f, 9.00f}},
+        {{-0.60f, 0.30f, 1.00f}, {0.02f, 0.20f, 0.00f, 9.00f}}};
+    for (const auto& light : lights) {
+        osg::Vec3 L = light.first;
+        L.normalize();
+        const osg::Vec4& p = light.second;
+        const float NdotL = lift + (kToEye * L) * (1.0f - lift);
+        osg::Vec3 H = L + kToEye;
+        H.normalize();
+        const float pf = std::pow(std::max(0.0f, kToEye * H), objShininess);
+        expected += front * p.x() + front * (p.y() * NdotL) +
+                    osg::Vec3(1, 1, 1) * (p.z() * pf * objSpecular);
+    }
+    expectPixel(image, probe(0, 0), expected);
+    expectPixel(image, probe(-0.6f, 0.4f), expected);
+}
+
+TEST_F(MeshShadingTest, HeatMapColourAtKnownWeight)
+{
+    MeshBuilder mesh;
+    mesh.weight = 10.0f;
+    mesh.square(-1, -1, 1, 1);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    osg::StateSet* ss = use(geometry.get(), "mesh_heatmap");
+    const std::vector<osg::Vec3> ramp = {
+        {0.0f, 0.0f, 1.0f}, {0.0f, 0.8f, 0.2f}, {0.9f, 0.9f, 0.0f}, {1.0f, 0.0f, 0.0f}};
+    ss->setTextureAttributeAndModes(2, rowTexture(ramp, 4), osg::StateAttribute::ON);
+    ss->addUniform(new osg::Uniform(osg::Uniform::SAMPLER_1D, "heatmapIndex"));
+    ss->getUniform("heatmapIndex")->set(2);
+    const QImage image = draw(geometry.get());
+
+    // Weight 10 of the default range 0 to 25 is 0.4 along the ramp: texel 1 of 4.
+    const osg::Vec3 heat = ramp[1];
+    const Probe at = probe(0.2f, 0.1f);
+    expectPixel(image, at, classicFront(heat, at.P));
+}
+
+TEST_F(MeshShadingTest, RedBlueShowsWhereTheSecondTextureCovers)
+{
+    MeshBuilder mesh;
+    mesh.texCoord2nd = osg::Vec2(-1.0f, 0.5f);
+    mesh.triangle({-1, -1}, {1, -1}, {1, 1});
+    mesh.texCoord2nd = osg::Vec2(0.25f, 0.5f);
+    mesh.triangle({-1, -1}, {1, 1}, {-1, 1});
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    osg::StateSet* ss = use(geometry.get(), "editdoubletexturemesh");
+    setColorIndex(ss);
+    ss->addUniform(new osg::Uniform("bShowRedBlue", true));
+    const QImage image = draw(geometry.get());
+
+    // Pure colours, nothing lit: exact.
+    expectPixel(image, probe(0.5f, -0.5f), osg::Vec3(1, 0, 0), 0);
+    expectPixel(image, probe(-0.5f, 0.5f), osg::Vec3(0, 0, 1), 0);
+}
+
+} // namespace
