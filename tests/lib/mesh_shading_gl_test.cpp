@@ -476,4 +476,98 @@ TEST_F(MeshShadingTest, RedBlueShowsWhereTheSecondTextureCovers)
     expectPixel(image, probe(-0.5f, 0.5f), osg::Vec3(0, 0, 1), 0);
 }
 
+TEST_F(MeshShadingTest, CutProgramShowsFrontAboveWithoutUpperState)
+{
+    MeshBuilder mesh;
+    mesh.state = 3;
+    mesh.square(-1, -1, 1, 1);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    osg::StateSet* ss = use(geometry.get(), "cut_mesh");
+    setColorIndex(ss);
+    ss->addUniform(new osg::Uniform("direction", osg::Vec3f(0, 1, 0)));
+    ss->addUniform(new osg::Uniform("center", osg::Vec3f(0, 0, 0)));
+    ss->addUniform(new osg::Uniform("upperUseState", false));
+    const QImage image = draw(geometry.get());
+
+    // Below: the default selectIndex 1 of "cut" programs; above: the plain front.
+    const Probe below = probe(-0.3f, -0.5f);
+    expectPixel(image, below, selectedFront(kRows[1], below.P));
+    const Probe above = probe(-0.3f, 0.5f);
+    expectPixel(image, above, classicFront(kEditFront, above.P));
+}
+
+// One live triangle: a voxel, three of its edges and where along each the corner lies.
+struct LiveTriangle {
+    int index[3];
+    unsigned int edge[3];
+    unsigned int rate[3]; // 14 bits: a fraction of 16384
+    unsigned int weight;  // 0 to 1023
+};
+
+// Packs a triangle into the four words the live-mesh programs unpack.
+osg::Vec4ui packLiveTriangle(const LiveTriangle& t)
+{
+    auto magnitude = [](int v) { return static_cast<unsigned int>(std::abs(v)) & 0xFFFFFu; };
+    auto negative = [](int v) { return v < 0 ? 1u : 0u; };
+    const unsigned int x = negative(t.index[0]) << 31 | magnitude(t.index[0]) << 11 |
+                           negative(t.index[1]) << 10 | magnitude(t.index[1]) >> 10;
+    const unsigned int y = (magnitude(t.index[1]) & 0x3FFu) << 22 | negative(t.index[2]) << 21 |
+                           magnitude(t.index[2]) << 1;
+    const unsigned int z = t.edge[0] << 28 | t.rate[0] << 14 | t.edge[1] << 10 | t.rate[1] >> 4;
+    const unsigned int w = (t.rate[1] & 0xFu) << 28 | t.edge[2] << 24 | t.rate[2] << 10 | t.weight;
+    return osg::Vec4ui(x, y, z, w);
+}
+
+osg::ref_ptr<osg::Geometry> liveMesh(const std::vector<LiveTriangle>& triangles)
+{
+    osg::ref_ptr<osg::Vec4uiArray> packed = new osg::Vec4uiArray;
+    for (const LiveTriangle& t : triangles)
+        packed->push_back(packLiveTriangle(t));
+    // Integer words reach the shader only with their own type kept.
+    packed->setPreserveDataType(true);
+    osg::ref_ptr<osg::Geometry> geometry = new osg::Geometry;
+    geometry->setUseDisplayList(false);
+    geometry->setUseVertexBufferObjects(true);
+    geometry->setUseVertexArrayObject(true);
+    geometry->setVertexAttribArray(0, packed.get(), osg::Array::BIND_PER_VERTEX);
+    geometry->addPrimitiveSet(new osg::DrawArrays(GL_POINTS, 0, packed->size()));
+    geometry->setInitialBound(osg::BoundingBox(-3, -3, -1, 3, 3, 1));
+    return geometry;
+}
+
+TEST_F(MeshShadingTest, LiveTrianglesUnpackWhereTheyWerePacked)
+{
+    // With a step of 1, voxel (i, j, -1) has its corner at (i + 0.5, j + 0.5, -0.5); halfway up
+    // the vertical edges 8 to 11 lies the plane z = 0.
+    constexpr unsigned int kHalf = 8192;
+    // The second rate straddles two words: its low four bits must come back too.
+    constexpr unsigned int kSplitRate = kHalf + 15;
+    const LiveTriangle lowerRight = {{-1, -1, -1}, {8, 9, 10}, {kHalf, kSplitRate, kHalf}, 10};
+    // A negative and a positive index beyond ten bits, to exercise both halves of index y.
+    const LiveTriangle farAway = {{-2, 1500, -1}, {8, 9, 11}, {kHalf, kHalf, kHalf}, 10};
+    const LiveTriangle upperLeft = {{-2, 0, -1}, {8, 9, 11}, {kHalf, kSplitRate, kHalf}, 10};
+    osg::ref_ptr<osg::Geometry> geometry = liveMesh({lowerRight, farAway, upperLeft});
+    osg::StateSet* ss = use(geometry.get(), "increaseMesh");
+    ss->addUniform(new osg::Uniform("radius", 1.0f));
+    const QImage plain = draw(geometry.get());
+
+    // (-0.5, -0.5), (0.5, -0.5), (0.5, 0.5): the lower right half of the middle square.
+    const Probe inside = probe(0.3f, -0.3f);
+    expectPixel(plain, inside, classicFront(kEditFront, inside.P));
+    expectPixel(plain, probe(-0.3f, 0.3f), osg::Vec3(), 0);
+    // (-1.5, 0.5), (-0.5, 0.5), (-1.5, 1.5).
+    const Probe upper = probe(-1.2f, 0.8f);
+    expectPixel(plain, upper, classicFront(kEditFront, upper.P));
+    expectPixel(plain, probe(-0.7f, 1.2f), osg::Vec3(), 0);
+
+    // Weight 10 of the range 0 to 25 picks texel 1 of a ramp of four.
+    const std::vector<osg::Vec3> ramp = {
+        {0.0f, 0.0f, 1.0f}, {0.0f, 0.8f, 0.2f}, {0.9f, 0.9f, 0.0f}, {1.0f, 0.0f, 0.0f}};
+    ss->setTextureAttributeAndModes(2, rowTexture(ramp, 4), osg::StateAttribute::ON);
+    ss->addUniform(new osg::Uniform("heatmapIndex", 2));
+    ss->addUniform(new osg::Uniform("isHeatMapEnable", true));
+    const QImage heat = draw(geometry.get());
+    expectPixel(heat, inside, classicFront(ramp[1], inside.P));
+}
+
 } // namespace
