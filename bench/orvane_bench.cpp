@@ -1,16 +1,21 @@
 // Canvas figures on whatever GL the display gives (Mesa llvmpipe under Xvfb in CI machines).
 // Run: scripts/build.sh && xvfb-run -a build/bench/orvane_bench
+#include "canvas3d_drawable.h"
 #include "canvas3d_item.h"
+#include "canvas3d_shadermanager.h"
 #include "canvas3d_view.h"
 #include "canvas_base.h"
 #include "frame_counter.h"
 #include "incremental_update/incre_point_geomtry_apple.h"
 #include "orvane_operations.h"
+#include "orvane_singleton.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QQuickWindow>
+#include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -98,6 +103,17 @@ std::shared_ptr<IncrePatchData> patchOf(const std::vector<int>& ids)
     return patch;
 }
 
+// Milliseconds from asking for a frame to its end.
+double timeFrameMs(Canvas3DItem* canvas, const std::atomic<int>& frames)
+{
+    const int start = frames.load();
+    QElapsedTimer timer;
+    timer.start();
+    canvas->getCanvasBase()->frame();
+    spinUntil([&] { return frames.load() > start; }, 600000);
+    return timer.nsecsElapsed() / 1e6;
+}
+
 // The live cloud on the canvas, timed frame by frame.
 class CloudBench
 {
@@ -123,16 +139,7 @@ public:
 
     void requestFrame() { m_canvas->getCanvasBase()->frame(); }
 
-    // Milliseconds from asking for a frame to its end.
-    double frameMs()
-    {
-        const int start = m_frames->load();
-        QElapsedTimer timer;
-        timer.start();
-        m_canvas->getCanvasBase()->frame();
-        spinUntil([&] { return m_frames->load() > start; }, 600000);
-        return timer.nsecsElapsed() / 1e6;
-    }
+    double frameMs() { return timeFrameMs(m_canvas, *m_frames); }
 
     // The cloud drawn with `drawn` points and room for `capacity`.
     void setSizes(uint32_t drawn, uint32_t capacity)
@@ -170,6 +177,41 @@ double patchScatterMpts(CloudBench& bench, bool random)
     bench.requestFrame();
     spinUntil([&] { return bench.cloud()->queuedPatchCount() == 0; }, 600000);
     return kPatch * kPatches / (timer.nsecsElapsed() * 1e-9) / 1e6;
+}
+
+// A wavy grid of side n vertices, 2 (n - 1)^2 triangles, drawn as the viewer draws its meshes.
+osg::ref_ptr<osg::MatrixTransform> createGridMesh(int n)
+{
+    osg::ref_ptr<osg::Vec3Array> vertices = new osg::Vec3Array;
+    osg::ref_ptr<osg::Vec3Array> normals = new osg::Vec3Array;
+    vertices->reserve(n * n);
+    for (int j = 0; j < n; ++j) {
+        for (int i = 0; i < n; ++i) {
+            const float x = float(i) / (n - 1), y = float(j) / (n - 1);
+            // A gentle wave, so that the lighting varies across the grid.
+            vertices->push_back(osg::Vec3f(x, 0.05f * std::sin(12.0f * x), y));
+            osg::Vec3f normal(-0.6f * std::cos(12.0f * x), 1.0f, 0.0f);
+            normal.normalize();
+            normals->push_back(normal);
+        }
+    }
+    osg::ref_ptr<osg::DrawElementsUInt> triangles = new osg::DrawElementsUInt(GL_TRIANGLES);
+    triangles->reserve(6 * (n - 1) * (n - 1));
+    for (int j = 0; j + 1 < n; ++j) {
+        for (int i = 0; i + 1 < n; ++i) {
+            const unsigned a = j * n + i, b = a + n;
+            for (unsigned index : {a, a + 1, b, a + 1, b + 1, b})
+                triangles->push_back(index);
+        }
+    }
+    osg::ref_ptr<osg::Vec3Array> colors = new osg::Vec3Array(vertices->size());
+    std::fill(colors->begin(), colors->end(), osg::Vec3f(0.8f, 0.7f, 0.5f));
+    osg::ref_ptr<osg::MatrixTransform> mesh =
+        Mesh::create(vertices.get(), normals.get(), colors.get(), triangles.get());
+    mesh->getOrCreateStateSet()->setAttributeAndModes(
+        OrvaneSingleton::instance()->getShaderMgr()->getShader("editmeshcolor"),
+        osg::StateAttribute::ON);
+    return mesh;
 }
 
 int main(int argc, char** argv)
@@ -242,6 +284,24 @@ int main(int argc, char** argv)
         }
         std::fflush(stdout);
         bench.cloud()->setWholeSize(0);
+    }
+
+    {
+        // A 1M-triangle grid drawn with the classic mesh shading, filling most of the view.
+        osg::ref_ptr<osg::MatrixTransform> mesh = createGridMesh(708);
+        canvas->addOperation(new LambdaOperation([mesh](RenderInfo& info) {
+            ViewMgr::getModel(info.mainView())->addChild(mesh.get());
+        }));
+        canvas->home();
+        timeFrameMs(canvas, *frames);
+        double ms = 0.0;
+        for (int i = 0; i < 3; ++i)
+            ms += timeFrameMs(canvas, *frames) / 3.0;
+        std::printf("frame_ms_mesh_1M %.1f ms\n", ms);
+        std::fflush(stdout);
+        canvas->addOperation(new LambdaOperation([mesh](RenderInfo& info) {
+            ViewMgr::getModel(info.mainView())->removeChild(mesh.get());
+        }));
     }
 
     // Let the start-up budget run out, then count scene frames with nothing changing.

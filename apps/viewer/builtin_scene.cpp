@@ -1,5 +1,9 @@
 #include "builtin_scene.h"
 
+#include "canvas3d_drawable.h"
+#include "canvas3d_shadermanager.h"
+#include "orvane_singleton.h"
+
 #include <cmath>
 #include <osg/Geode>
 #include <osg/Geometry>
@@ -8,13 +12,9 @@
 osg::Node* createBuiltinMesh(int rings, int sides)
 {
     constexpr float kMajor = 1.0f, kMinor = 0.38f;
-    const osg::Vec3f light =
-        osg::Vec3f(0.35f, 0.45f, 0.82f) / osg::Vec3f(0.35f, 0.45f, 0.82f).length();
-    const osg::Vec4f base(0.86f, 0.62f, 0.32f, 1.0f);
-
-    auto* vertices = new osg::Vec3Array;
-    auto* normals = new osg::Vec3Array;
-    auto* colors = new osg::Vec4Array;
+    osg::ref_ptr<osg::Vec3Array> vertices = new osg::Vec3Array;
+    osg::ref_ptr<osg::Vec3Array> normals = new osg::Vec3Array;
+    osg::ref_ptr<osg::Vec3Array> colors = new osg::Vec3Array;
     for (int r = 0; r <= rings; ++r) {
         const float u = 2.0f * osg::PIf * r / rings;
         for (int s = 0; s <= sides; ++s) {
@@ -23,11 +23,13 @@ osg::Node* createBuiltinMesh(int rings, int sides)
             const osg::Vec3f centre(std::cos(u) * kMajor, std::sin(u) * kMajor, 0.0f);
             vertices->push_back(centre + n * kMinor);
             normals->push_back(n);
-            const float lit = 0.25f + 0.75f * std::max(0.0f, n * light);
-            colors->push_back(osg::Vec4f(base.r() * lit, base.g() * lit, base.b() * lit, 1.0f));
+            // Warm on the outside, cooler towards the hole: the shading does the rest.
+            const float outside = 0.5f + 0.5f * std::cos(v);
+            colors->push_back(
+                osg::Vec3f(0.55f + 0.35f * outside, 0.45f + 0.2f * outside, 0.6f - 0.3f * outside));
         }
     }
-    auto* triangles = new osg::DrawElementsUInt(GL_TRIANGLES);
+    osg::ref_ptr<osg::DrawElementsUInt> triangles = new osg::DrawElementsUInt(GL_TRIANGLES);
     for (int r = 0; r < rings; ++r) {
         for (int s = 0; s < sides; ++s) {
             const unsigned a = r * (sides + 1) + s, b = a + sides + 1;
@@ -35,22 +37,15 @@ osg::Node* createBuiltinMesh(int rings, int sides)
                 triangles->push_back(index);
         }
     }
-    auto* geometry = new osg::Geometry;
-    // Inside QtQuick every geometry needs its own vertex array object.
-    geometry->setUseDisplayList(false);
-    geometry->setUseVertexBufferObjects(true);
-    geometry->setUseVertexArrayObject(true);
-    geometry->setVertexArray(vertices);
-    geometry->setNormalArray(normals, osg::Array::BIND_PER_VERTEX);
-    geometry->setColorArray(colors, osg::Array::BIND_PER_VERTEX);
-    geometry->addPrimitiveSet(triangles);
-
-    auto* geode = new osg::Geode;
-    geode->addDrawable(geometry);
-    auto* transform = new osg::MatrixTransform;
+    osg::MatrixTransform* transform =
+        Vorna::Orvane::Mesh::create(vertices.get(), normals.get(), colors.get(), triangles.get());
+    if (!transform)
+        return nullptr;
+    transform->getOrCreateStateSet()->setAttributeAndModes(
+        Vorna::Orvane::OrvaneSingleton::instance()->getShaderMgr()->getShader("editmeshcolor"),
+        osg::StateAttribute::ON);
     transform->setName("builtin torus");
     // Tilted towards the default home view, which looks along +y.
     transform->setMatrix(osg::Matrix::rotate(osg::DegreesToRadians(55.0), osg::X_AXIS));
-    transform->addChild(geode);
     return transform;
 }
