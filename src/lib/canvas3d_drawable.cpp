@@ -1,6 +1,7 @@
 #include "canvas3d_drawable.h"
 
 #include "orvane_log.h"
+#include "uniform_defaults.h"
 
 #include <cstring>
 #include <osg/Geode>
@@ -122,6 +123,7 @@ osg::Geometry* DrawableBase::createGeometry()
     // QtQuick changes the default vertex array state between our frames.
     geometry->setUseVertexArrayObject(true);
     geometry->setDataVariance(osg::Object::STATIC);
+    geometry->setDrawCallback(new UniformDefaultsDrawCallback);
     return geometry;
 }
 

@@ -1,4 +1,5 @@
 #include "point_draw_callback.h"
+#include "uniform_defaults.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -32,6 +33,7 @@ void PointDrawCallback::drawImplementation(osg::RenderInfo& renderInfo,
             drawable->drawImplementation(renderInfo);
         return;
     }
+    UniformDefaults::restore(renderInfo, drawable);
     osg::State& state = *renderInfo.getState();
     const bool checkErrors = state.getCheckForGLErrors() == osg::State::ONCE_PER_ATTRIBUTE;
     if (checkErrors)

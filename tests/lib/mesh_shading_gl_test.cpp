@@ -245,6 +245,12 @@ protected:
     {
         osg::ref_ptr<osg::Geode> geode = new osg::Geode;
         geode->addDrawable(geometry);
+        return drawNode(geode.get());
+    }
+
+    QImage drawNode(osg::Node* node)
+    {
+        osg::ref_ptr<osg::Node> geode = node;
         EXPECT_TRUE(onRenderThread([geode](RenderInfo& info) {
             osg::Group* model = ViewMgr::getModel(info.mainView());
             model->removeChildren(0, model->getNumChildren());
@@ -568,6 +574,60 @@ TEST_F(MeshShadingTest, LiveTrianglesUnpackWhereTheyWerePacked)
     ss->addUniform(new osg::Uniform("isHeatMapEnable", true));
     const QImage heat = draw(geometry.get());
     expectPixel(heat, inside, classicFront(ramp[1], inside.P));
+}
+
+// Two factory meshes side by side with one program; `front` set on the left one only.
+class UniformDefaultsTest : public MeshShadingTest
+{
+protected:
+    osg::ref_ptr<osg::MatrixTransform> square(float x0, float x1)
+    {
+        osg::ref_ptr<osg::Vec3Array> vertices = new osg::Vec3Array;
+        for (const osg::Vec3& v : {osg::Vec3(x0, -1, 0), osg::Vec3(x1, -1, 0), osg::Vec3(x1, 1, 0),
+                                   osg::Vec3(x0, -1, 0), osg::Vec3(x1, 1, 0), osg::Vec3(x0, 1, 0)})
+            vertices->push_back(v);
+        osg::ref_ptr<osg::Vec3Array> normals = new osg::Vec3Array(6);
+        std::fill(normals->begin(), normals->end(), osg::Vec3(0, 0, 1));
+        osg::ref_ptr<osg::Vec3Array> colors = new osg::Vec3Array(6);
+        osg::ref_ptr<osg::MatrixTransform> mesh =
+            Mesh::create(vertices.get(), normals.get(), colors.get());
+        mesh->getOrCreateStateSet()->setAttributeAndModes(
+            OrvaneSingleton::instance()->getShaderMgr()->getShader("mesh"));
+        return mesh;
+    }
+
+    QImage drawBoth()
+    {
+        osg::ref_ptr<osg::Group> group = new osg::Group;
+        group->addChild(m_left.get());
+        group->addChild(m_right.get());
+        return drawNode(group.get());
+    }
+
+    osg::ref_ptr<osg::MatrixTransform> m_left = square(-1.5f, -0.1f);
+    osg::ref_ptr<osg::MatrixTransform> m_right = square(0.1f, 1.5f);
+    osg::ref_ptr<osg::Uniform> m_red = new osg::Uniform("front", osg::Vec3f(1, 0, 0));
+    const Probe m_atLeft = probe(-0.8f, 0.0f);
+    const Probe m_atRight = probe(0.8f, 0.0f);
+};
+
+TEST_F(UniformDefaultsTest, AUniformOfOneNodeStaysOffItsNeighbour)
+{
+    m_left->getOrCreateStateSet()->addUniform(m_red.get());
+    const QImage image = drawBoth();
+    expectPixel(image, m_atLeft, classicFront(osg::Vec3(1, 0, 0), m_atLeft.P));
+    expectPixel(image, m_atRight, classicFront(kFront, m_atRight.P));
+}
+
+TEST_F(UniformDefaultsTest, RemovingAUniformBringsTheInitialiserBack)
+{
+    m_left->getOrCreateStateSet()->addUniform(m_red.get());
+    drawBoth();
+    osg::StateSet* ss = m_left->getStateSet();
+    ASSERT_TRUE(onRenderThread([&](RenderInfo&) { ss->removeUniform(m_red.get()); }));
+    const QImage image = drawBoth();
+    expectPixel(image, m_atLeft, classicFront(kFront, m_atLeft.P));
+    expectPixel(image, m_atRight, classicFront(kFront, m_atRight.P));
 }
 
 } // namespace
