@@ -576,6 +576,83 @@ TEST_F(MeshShadingTest, LiveTrianglesUnpackWhereTheyWerePacked)
     expectPixel(heat, inside, classicFront(ramp[1], inside.P));
 }
 
+TEST_F(MeshShadingTest, BlendMixesTheLitOriginalWithTheSelection)
+{
+    const osg::Vec3 original(0.9f, 0.6f, 0.3f);
+    MeshBuilder mesh;
+    mesh.color = original;
+    mesh.state = 2;
+    mesh.square(-1, -1, 1, 1);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    osg::StateSet* ss = use(geometry.get(), "editmeshcolor");
+    setColorIndex(ss);
+    ss->addUniform(new osg::Uniform("enableEditBlend", true));
+    ss->addUniform(new osg::Uniform("mixedFactor", 0.25f));
+    const QImage image = draw(geometry.get());
+
+    const Probe at = probe(0.3f, 0.2f);
+    const osg::Vec3 lit = classicFront(original, at.P);
+    const osg::Vec3 selected = selectedFront(kRows[2], at.P);
+    expectPixel(image, at, lit * 0.75f + selected * 0.25f);
+}
+
+TEST_F(MeshShadingTest, NegativeTextureCoordinatesShowTheInvalidColour)
+{
+    MeshBuilder mesh;
+    mesh.texCoord = osg::Vec2(-1.0f, -1.0f);
+    mesh.square(-1.2f, -1, -0.1f, 1);
+    mesh.square(0.1f, -1, 1.2f, 1, true);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    osg::StateSet* ss = use(geometry.get(), "edittexturemesh");
+    setColorIndex(ss);
+    ss->setTextureAttributeAndModes(0, flatTexture(osg::Vec3(1, 1, 1)), osg::StateAttribute::ON);
+    ss->addUniform(new osg::Uniform("tex", 0));
+    const QImage image = draw(geometry.get());
+
+    // Blue on the front, lit by the rig; the back keeps `back` under the back light.
+    const Probe front = probe(-0.65f, 0.0f);
+    expectPixel(image, front, classicFront(osg::Vec3(0, 0, 1), front.P));
+    expectPixel(image, probe(0.65f, 0.0f), kBack);
+}
+
+TEST_F(MeshShadingTest, DynamicLightComesFromTheEye)
+{
+    MeshBuilder mesh;
+    mesh.square(-1, -1, 1, 1);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    use(geometry.get(), "mesh_dynamiclight");
+    const QImage image = draw(geometry.get());
+
+    const osg::Vec3 front(0.91f, 0.87f, 0.58f);
+    for (const Probe& at : {probe(0.0f, 0.0f), probe(0.9f, 0.9f)}) {
+        // Towards the eye, whose direction is -P; the exponent grows towards facing surfaces.
+        const osg::Vec3 L = -at.P;
+        const float facing = std::clamp(L * kToEye, 0.0f, 1.0f);
+        const float diffuse = 0.8f * std::pow(facing, 0.5f + 0.5f * facing);
+        const float spec = 0.1f * std::pow(std::max(reflect(-L, kToEye) * L, 0.0f), 16.0f);
+        expectPixel(image, at, front * (0.2f + diffuse + spec));
+    }
+}
+
+TEST_F(MeshShadingTest, FlatLightingIsOneValueATriangleOnBothSides)
+{
+    MeshBuilder mesh;
+    mesh.square(-1.2f, -1, -0.1f, 1);
+    mesh.square(0.1f, -1, 1.2f, 1, true);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    osg::StateSet* ss = use(geometry.get(), "mesh_flat");
+    const osg::Vec3 front(0.4f, 0.3f, 0.2f);
+    ss->addUniform(new osg::Uniform("front", front));
+    const QImage image = draw(geometry.get());
+
+    // The face turned to the light: diffuse 0.5, and the highlight pow(1, 128) at 0.15.
+    const osg::Vec3 lit = front * (0.5f + 0.5f) + osg::Vec3(0.15f, 0.15f, 0.15f);
+    expectPixel(image, probe(-0.65f, 0.5f), lit);
+    expectPixel(image, probe(-0.3f, -0.8f), lit);
+    // Seen from behind its normal points away: the negated diffuse brings the same value back.
+    expectPixel(image, probe(0.65f, 0.0f), lit);
+}
+
 // Two factory meshes side by side with one program; `front` set on the left one only.
 class UniformDefaultsTest : public MeshShadingTest
 {
