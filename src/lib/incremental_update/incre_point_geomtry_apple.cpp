@@ -8,7 +8,9 @@
 
 #include <QOpenGLContext>
 #include <QString>
+#include <algorithm>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <osg/NodeVisitor>
 #include <osg/State>
@@ -768,31 +770,58 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
     }
     const qint64 positionBytes = getBufferByteSize(m_wholeDataBuf->getBuf(WDBI_Position));
     const qint64 bufferVertexCount = positionBytes < 1 ? 0 : positionBytes / 12;
-    int invalid = 0, lastInvalid = 0, tooLarge = 0, lastTooLarge = 0;
+    const std::vector<int>& ids = patch->patchIdData;
     const osg::Vec3Array& v = *patch->vertArr;
     const osg::Vec3Array& nrm = *patch->normArr;
-    for (size_t i = 0; i < patch->patchIdData.size(); ++i) {
-        const int vid = patch->patchIdData[i];
-        if (vid < 0) {
-            ++invalid;
-            lastInvalid = vid;
-            continue;
+    // Each worker owns the ids on its side of a split and walks the whole patch in order, so a
+    // vertex sent twice keeps its last value, as a single pass would give.
+    struct Tally {
+        int invalid = 0, lastInvalid = 0, tooLarge = 0, lastTooLarge = 0;
+    };
+    const auto scatter = [&](qint64 firstId, qint64 endId, Tally& tally) {
+        for (size_t i = 0; i < ids.size(); ++i) {
+            const int vid = ids[i];
+            if (vid < firstId || vid >= endId)
+                continue;
+            if (vid < 0) {
+                ++tally.invalid;
+                tally.lastInvalid = vid;
+                continue;
+            }
+            if (vid >= bufferVertexCount) {
+                ++tally.tooLarge;
+                tally.lastTooLarge = vid;
+                continue;
+            }
+            std::memcpy(data.position + 3 * static_cast<qint64>(vid), v[i].ptr(), 12);
+            std::memcpy(data.normal + 3 * static_cast<qint64>(vid), nrm[i].ptr(), 12);
+            if (data.hasColor)
+                std::memcpy(data.color + 3 * static_cast<qint64>(vid), (*patch->clrArr)[i].ptr(),
+                            12);
+            // A patch without states clears the states of what it touches.
+            if (data.state)
+                data.state[vid] = data.hasState ? (*patch->stateArr)[i] : 0;
+            if (data.hasFrameId)
+                data.frameId[vid] = patch->patchFrameIdData[i];
         }
-        if (vid >= bufferVertexCount) {
-            ++tooLarge;
-            lastTooLarge = vid;
-            continue;
-        }
-        std::memcpy(data.position + 3 * static_cast<qint64>(vid), v[i].ptr(), 12);
-        std::memcpy(data.normal + 3 * static_cast<qint64>(vid), nrm[i].ptr(), 12);
-        if (data.hasColor)
-            std::memcpy(data.color + 3 * static_cast<qint64>(vid), (*patch->clrArr)[i].ptr(), 12);
-        // A patch without states clears the states of what it touches.
-        if (data.state)
-            data.state[vid] = data.hasState ? (*patch->stateArr)[i] : 0;
-        if (data.hasFrameId)
-            data.frameId[vid] = patch->patchFrameIdData[i];
+    };
+    constexpr qint64 kAll = std::numeric_limits<qint64>::max();
+    Tally low, high;
+    // Below this a second thread costs more than it saves.
+    constexpr size_t kParallelPatch = 16384;
+    if (ids.size() >= kParallelPatch && std::thread::hardware_concurrency() > 1) {
+        const auto [minId, maxId] = std::minmax_element(ids.begin(), ids.end());
+        const qint64 split = (static_cast<qint64>(*minId) + *maxId) / 2 + 1;
+        std::thread worker(scatter, split, kAll, std::ref(high));
+        scatter(-kAll, split, low);
+        worker.join();
+    } else {
+        scatter(-kAll, kAll, low);
     }
+    const int invalid = low.invalid + high.invalid;
+    const int lastInvalid = high.invalid ? high.lastInvalid : low.lastInvalid;
+    const int tooLarge = low.tooLarge + high.tooLarge;
+    const int lastTooLarge = high.tooLarge ? high.lastTooLarge : low.lastTooLarge;
     if (invalid || tooLarge)
         qCWarning(orvane) << "updatePatchToWholeBuffer"
                           << "patch contains invalid vertex ids"
