@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <osg/Geode>
 #include <osg/Geometry>
@@ -651,6 +652,65 @@ TEST_F(MeshShadingTest, FlatLightingIsOneValueATriangleOnBothSides)
     expectPixel(image, probe(-0.3f, -0.8f), lit);
     // Seen from behind its normal points away: the negated diffuse brings the same value back.
     expectPixel(image, probe(0.65f, 0.0f), lit);
+}
+
+TEST_F(MeshShadingTest, SuperSamplingFillsPinholesFromTheirNeighbours)
+{
+    constexpr int kW = CanvasWindow::kCanvasWidth, kH = CanvasWindow::kHeight;
+    // Texel rows run bottom up; window rows top down.
+    auto texel = [&](osg::Image* image, int x, int yFromTop) {
+        return reinterpret_cast<osg::Vec4f*>(image->data(x, kH - 1 - yFromTop));
+    };
+    osg::ref_ptr<osg::Image> color = new osg::Image;
+    color->allocateImage(kW, kH, 1, GL_RGBA, GL_FLOAT);
+    color->setInternalTextureFormat(GL_RGBA32F_ARB);
+    std::memset(color->data(), 0, color->getTotalSizeInBytes());
+    // A pinhole at (40, 60) with four different neighbours, and a lone point at (120, 60).
+    *texel(color.get(), 39, 60) = osg::Vec4f(1, 0, 0, 1);
+    *texel(color.get(), 41, 60) = osg::Vec4f(0, 0, 1, 1);
+    *texel(color.get(), 40, 59) = osg::Vec4f(0, 1, 0, 1);
+    *texel(color.get(), 40, 61) = osg::Vec4f(1, 1, 1, 1);
+    *texel(color.get(), 120, 60) = osg::Vec4f(0.8f, 0.4f, 0.2f, 1);
+    osg::ref_ptr<osg::Image> depth = new osg::Image;
+    depth->allocateImage(kW, kH, 1, GL_RED, GL_FLOAT);
+    depth->setInternalTextureFormat(GL_R32F);
+    std::fill_n(reinterpret_cast<float*>(depth->data()), kW * kH, 0.5f);
+    auto nearest = [](osg::Image* image) {
+        auto* texture = new osg::Texture2D(image);
+        texture->setFilter(osg::Texture::MIN_FILTER, osg::Texture::NEAREST);
+        texture->setFilter(osg::Texture::MAG_FILTER, osg::Texture::NEAREST);
+        texture->setResizeNonPowerOfTwoHint(false);
+        return texture;
+    };
+
+    osg::ref_ptr<osg::Vec3Array> corners = new osg::Vec3Array;
+    osg::ref_ptr<osg::Vec2Array> uvs = new osg::Vec2Array;
+    for (const osg::Vec2& c :
+         {osg::Vec2(0, 0), osg::Vec2(1, 0), osg::Vec2(1, 1), osg::Vec2(0, 1)}) {
+        corners->push_back(osg::Vec3(c.x() * 2 - 1, c.y() * 2 - 1, 0));
+        uvs->push_back(c);
+    }
+    osg::ref_ptr<osg::Geometry> quad = new osg::Geometry;
+    quad->setUseDisplayList(false);
+    quad->setUseVertexBufferObjects(true);
+    quad->setUseVertexArrayObject(true);
+    quad->setVertexAttribArray(0, corners.get(), osg::Array::BIND_PER_VERTEX);
+    quad->setVertexAttribArray(1, uvs.get(), osg::Array::BIND_PER_VERTEX);
+    quad->addPrimitiveSet(new osg::DrawArrays(GL_TRIANGLE_FAN, 0, 4));
+    quad->setInitialBound(osg::BoundingBox(-1, -1, -0.1f, 1, 1, 0.1f));
+    osg::StateSet* ss = use(quad.get(), "super_sampling");
+    ss->setTextureAttributeAndModes(0, nearest(color.get()), osg::StateAttribute::ON);
+    ss->setTextureAttributeAndModes(1, nearest(depth.get()), osg::StateAttribute::ON);
+    ss->addUniform(new osg::Uniform("colorTex", 0));
+    ss->addUniform(new osg::Uniform("depthTex", 1));
+    const QImage image = draw(quad.get());
+
+    // The four neighbours averaged; the lone point kept; nothing where no tap is set.
+    expectPixel(image, {QPoint(40, 60), {}}, osg::Vec3(0.5f, 0.5f, 0.5f));
+    expectPixel(image, {QPoint(120, 60), {}}, osg::Vec3(0.8f, 0.4f, 0.2f));
+    expectPixel(image, {QPoint(100, 20), {}}, osg::Vec3(), 0);
+    // A neighbour of the lone point sees it alone among its taps.
+    expectPixel(image, {QPoint(121, 60), {}}, osg::Vec3(0.8f, 0.4f, 0.2f));
 }
 
 // Two factory meshes side by side with one program; `front` set on the left one only.
