@@ -1,4 +1,5 @@
 #version 410 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in VertexOutData
 {
@@ -16,7 +17,12 @@ uniform vec3 back = vec3(0.9, 0.85, 0.44);
 uniform bool useBackColor = true;
 uniform bool exchangeColor = false;
 uniform bool useSmooth = true;
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 uniform bool selectUseMultiLight = false;
 uniform float selectIndex = 1.0;
 // Whether the kept side shows its state.
@@ -109,17 +115,15 @@ void main()
         discard;
     vec3 P = normalize(fs_in.vertex);
     vec3 N = normalize(fs_in.normal);
-    if (!useSmooth) {
+    if (!useSmooth)
         N = faceNormal(fs_in.vertex);
-        // Turned to the back first, so that the back branch negates it as usual.
-        if (!gl_FrontFacing)
-            N = -N;
-    }
     bool frontFacing = gl_FrontFacing;
     if (exchangeColor) {
         frontFacing = !frontFacing;
         N = -N;
     }
+    // The derivative normal already faces the eye: the back takes it as it stands.
+    vec3 backN = useSmooth ? -N : N;
     bool selected = state > 0.0;
     vec3 row = texelFetch(colorIndex, int(state), 0).rgb;
     vec3 original = fs_in.color;
@@ -136,14 +140,14 @@ void main()
             color = shadeSelected(row, N, P);
     } else {
         if (!selected)
-            color = CalcBackLightColor(useBackColor ? back : original, -N, P);
+            color = CalcBackLightColor(useBackColor ? back : original, backN, P);
         else if (!useBackColor && ubTexture)
-            color = CalcBackLightColor(mix(original, row, mixedFactor), -N, P);
+            color = CalcBackLightColor(mix(original, row, mixedFactor), backN, P);
         else if (!useBackColor && enableEditBlend)
             // Unlike the front, the selection colour goes in unlit.
-            color = mix(CalcBackLightColor(original, -N, P), row, mixedFactor);
+            color = mix(CalcBackLightColor(original, backN, P), row, mixedFactor);
         else
-            color = CalcBackLightColor(row, -N, P);
+            color = CalcBackLightColor(row, backN, P);
     }
     if (enableGamma > 0)
         color = linearTosRGB(color);

@@ -1,4 +1,5 @@
 #version 410 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in GeomOutData
 {
@@ -37,7 +38,12 @@ uniform vec4 light4Param = vec4(0.0, 0.0, 0.0, 1.0);
 uniform vec3 lightBkDirection = vec3(0.0, 0.0, 1.0);
 uniform vec4 lightBkParam = vec4(0.5, 0.5, 0.0, 1.0);
 uniform bool specularSeparate = false;
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 uniform bool selectUseMultiLight = false;
 uniform float selectIndex = 1.0;
 // Whether the kept side shows its state.
@@ -175,17 +181,15 @@ void main()
         discard;
     vec3 P = normalize(fs_in.vertex);
     vec3 N = normalize(fs_in.normal);
-    if (!useSmooth) {
+    if (!useSmooth)
         N = faceNormal(fs_in.vertex);
-        // Turned to the back first, so that the back branch negates it as usual.
-        if (!gl_FrontFacing)
-            N = -N;
-    }
     bool frontFacing = gl_FrontFacing;
     if (exchangeColor) {
         frontFacing = !frontFacing;
         N = -N;
     }
+    // The derivative normal already faces the eye: the back takes it as it stands.
+    vec3 backN = useSmooth ? -N : N;
     bool selected = state > 0.0;
     vec3 row = texelFetch(colorIndex, int(state), 0).rgb;
     vec3 original = fs_in.color;
@@ -197,14 +201,14 @@ void main()
         if (frontFacing)
             color = vec4(CalcMultiLightColor(surface, CalcMultiLight(N, P)), 1.0);
         else
-            color = vec4(CalcBackLightColor(useBackColor ? (selected ? row : back) : surface, -N, P), 1.0);
+            color = vec4(CalcBackLightColor(useBackColor ? (selected ? row : back) : surface, backN, P), 1.0);
     } else if (frontFacing) {
         color = calcMaterial(frontMaterial(original), N);
         if (selected)
             color = enableEditBlend ? mix(color, calcMaterial(frontMaterial(row), N), mixedFactor)
                                     : calcMaterial(frontMaterial(row), N);
     } else {
-        color = calcMaterial(backMaterial(selected, row, original), -N);
+        color = calcMaterial(backMaterial(selected, row, original), backN);
     }
     if (enableGamma > 0)
         color.rgb = linearTosRGB(color.rgb);

@@ -1,4 +1,5 @@
-#version 410 core
+#version 430 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in GeomOutData
 {
@@ -16,7 +17,12 @@ uniform vec3 back = vec3(0.9, 0.85, 0.44);
 uniform bool useBackColor = true;
 uniform bool exchangeColor = false;
 uniform bool useSmooth = true;
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 uniform float selectIndex = 1.0;
 // Whether the kept side shows its state.
 uniform bool upperUseState = true;
@@ -62,17 +68,15 @@ void main()
         discard;
     vec3 P = normalize(fs_in.vertex);
     vec3 N = normalize(fs_in.normal);
-    if (!useSmooth) {
+    if (!useSmooth)
         N = faceNormal(fs_in.vertex);
-        // Turned to the back first, so that the back branch negates it as usual.
-        if (!gl_FrontFacing)
-            N = -N;
-    }
     bool frontFacing = gl_FrontFacing;
     if (exchangeColor) {
         frontFacing = !frontFacing;
         N = -N;
     }
+    // The derivative normal already faces the eye: the back takes it as it stands.
+    vec3 backN = useSmooth ? -N : N;
     bool selected = state > 0.0;
     vec3 row = texelFetch(colorIndex, int(state), 0).rgb;
     vec3 L = -P;
@@ -85,7 +89,7 @@ void main()
                                                : surface * (light.x + light.y + light.z);
     } else {
         // The back is lit by the main param here, not by a back light.
-        vec3 light = calculateDirLight(-N, L, lightParam);
+        vec3 light = calculateDirLight(backN, L, lightParam);
         color = (selected ? row : (useBackColor ? back : front)) * (light.x + light.y + light.z);
     }
     if (enableGamma > 0)

@@ -1,4 +1,5 @@
 #version 410 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in VertexOutData
 {
@@ -27,7 +28,12 @@ uniform float objShininess = 9.0;
 // Columns: ambient, diffuse, specular, (shininess, -, -, -).
 uniform mat4 uBackMaterial = mat4(vec4(0.02745, 0.08627, 0.13725, 1.0), vec4(0.2, 0.2, 0.2, 1.0),
                                   vec4(0.398, 0.398, 0.398, 1.0), vec4(5.0, 0.0, 0.0, 0.0));
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 uniform float selectIndex = 1.0;
 // Whether the kept side shows its state.
 uniform bool upperUseState = true;
@@ -106,21 +112,19 @@ void main()
         discard;
     vec3 P = normalize(fs_in.vertex);
     vec3 N = normalize(fs_in.normal);
-    if (!useSmooth) {
+    if (!useSmooth)
         N = faceNormal(fs_in.vertex);
-        // Turned to the back first, so that the back branch negates it as usual.
-        if (!gl_FrontFacing)
-            N = -N;
-    }
     bool frontFacing = gl_FrontFacing;
     if (exchangeColor) {
         frontFacing = !frontFacing;
         N = -N;
     }
+    // The derivative normal already faces the eye: the back takes it as it stands.
+    vec3 backN = useSmooth ? -N : N;
     bool selected = state > 0.0;
     vec3 row = texelFetch(colorIndex, int(state), 0).rgb;
     vec4 color = frontFacing ? calcMaterial(frontMaterial(selected ? row : front), N)
-                             : calcMaterial(backMaterial(selected, row, front), -N);
+                             : calcMaterial(backMaterial(selected, row, front), backN);
     if (enableGamma > 0)
         color.rgb = linearTosRGB(color.rgb);
     fragColor = color;

@@ -1,4 +1,5 @@
 #version 410 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in VertexOutData
 {
@@ -18,7 +19,12 @@ uniform bool exchangeColor = false;
 uniform bool useSmooth = true;
 // Keeps vertex normals for wireframe, where derivatives are of no use.
 uniform bool bIsWireframe = false;
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 uniform bool selectUseMultiLight = false;
 // The state that the cut plane paints; 0 leaves the plane off.
 uniform float selectIndex = 0.0;

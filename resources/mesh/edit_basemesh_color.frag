@@ -1,4 +1,5 @@
 #version 410 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in VertexOutData
 {
@@ -17,7 +18,12 @@ uniform vec3 back = vec3(0.9, 0.85, 0.44);
 uniform bool useBackColor = true;
 uniform bool exchangeColor = false;
 uniform bool useSmooth = true;
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 uniform bool selectUseMultiLight = false;
 // The state that the cut plane paints; 0 leaves the plane off.
 uniform float selectIndex = 0.0;
@@ -105,6 +111,8 @@ vec3 linearTosRGB(vec3 c)
 
 void main()
 {
+    // Derivatives are undefined once a neighbour in the quad has discarded.
+    vec3 derivativeNormal = faceNormal(fs_in.vertex);
     float state = fs_in.state;
     if (state < 0.0 || fs_in.validState < 0.0)
         discard;
@@ -118,7 +126,7 @@ void main()
     vec3 P = normalize(fs_in.vertex);
     vec3 N = normalize(fs_in.normal);
     if (!useSmooth) {
-        N = faceNormal(fs_in.vertex);
+        N = derivativeNormal;
         // Turned to the back first, so that the back branch negates it as usual.
         if (!gl_FrontFacing)
             N = -N;

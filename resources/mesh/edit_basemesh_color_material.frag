@@ -1,4 +1,5 @@
 #version 410 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in GeomOutData
 {
@@ -37,7 +38,12 @@ uniform vec4 light4Param = vec4(0.0, 0.0, 0.0, 1.0);
 uniform vec3 lightBkDirection = vec3(0.0, 0.0, 1.0);
 uniform vec4 lightBkParam = vec4(0.5, 0.5, 0.0, 1.0);
 uniform bool specularSeparate = false;
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 uniform bool selectUseMultiLight = false;
 // The state that the cut plane paints; 0 leaves the plane off.
 uniform float selectIndex = 0.0;

@@ -1,4 +1,5 @@
 #version 410 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in GeomOutData
 {
@@ -15,7 +16,12 @@ uniform vec3 back = vec3(0.9, 0.85, 0.44);
 uniform bool useBackColor = true;
 uniform bool exchangeColor = false;
 uniform bool useSmooth = true;
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 uniform vec4 lightParam = vec4(0.2, 0.8, 0.1, 16.0);
 uniform float diffBase = 0.5;
 uniform bool specularSeparate = false;

@@ -1,4 +1,5 @@
 #version 410 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in GeomOutData
 {
@@ -15,7 +16,12 @@ uniform vec3 frontColor = vec3(0.5, 0.5, 0.5);
 uniform vec3 backColor = vec3(0.9, 0.85, 0.44);
 uniform bool exchangeColor = false;
 uniform bool useSmooth = true;
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 // Weights are mapped from online.x to online.y onto the colour ramp.
 uniform vec2 online = vec2(0.0, 25.0);
 uniform sampler1D heatmapIndex;

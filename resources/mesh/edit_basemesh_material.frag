@@ -1,4 +1,5 @@
 #version 410 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in VertexOutData
 {
@@ -27,7 +28,12 @@ uniform float objShininess = 9.0;
 // Columns: ambient, diffuse, specular, (shininess, -, -, -).
 uniform mat4 uBackMaterial = mat4(vec4(0.02745, 0.08627, 0.13725, 1.0), vec4(0.2, 0.2, 0.2, 1.0),
                                   vec4(0.398, 0.398, 0.398, 1.0), vec4(5.0, 0.0, 0.0, 0.0));
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 // The state that the cut plane paints; 0 leaves the plane off.
 uniform float selectIndex = 0.0;
 uniform bool needCalcCutplane = false;

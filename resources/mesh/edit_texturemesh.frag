@@ -1,4 +1,5 @@
 #version 410 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in VertexOutData
 {
@@ -16,7 +17,12 @@ uniform vec3 back = vec3(0.9, 0.85, 0.44);
 uniform bool useBackColor = true;
 uniform bool exchangeColor = false;
 uniform bool useSmooth = true;
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 uniform float mixedFactor = 0.5;
 // Shown where texture coordinates are negative.
 uniform vec3 invalidTexCoordColor = vec3(0.0, 0.0, 1.0);

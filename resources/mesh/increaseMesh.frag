@@ -1,4 +1,5 @@
 #version 410 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in GeomOutData
 {
@@ -14,7 +15,12 @@ uniform vec3 front = vec3(0.5, 0.5, 0.5);
 uniform vec3 back = vec3(0.9, 0.85, 0.44);
 uniform bool isHeatMapEnable = false;
 uniform bool isCutPlaneEnable = false;
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 // The state that the cut plane paints.
 uniform float selectIndex = 1.0;
 uniform vec2 online = vec2(0.0, 25.0);

@@ -1,4 +1,5 @@
 #version 410 core
+#extension GL_ARB_shading_language_420pack : enable
 
 in GeomOutData
 {
@@ -17,7 +18,12 @@ uniform vec3 back = vec3(0.08, 0.20, 0.40);
 uniform vec3 lowDensityColor = vec3(1.0, 1.0, 0.0);
 uniform bool isHeatMapEnable = false;
 uniform bool isCutPlaneEnable = false;
+#ifdef GL_ARB_shading_language_420pack
+// Unit 1 unless the client says otherwise: unit 0 holds the main texture.
+layout(binding = 1) uniform sampler1D colorIndex;
+#else
 uniform sampler1D colorIndex;
+#endif
 // The state that the cut plane paints.
 uniform float selectIndex = 1.0;
 uniform vec2 online = vec2(0.0, 25.0);

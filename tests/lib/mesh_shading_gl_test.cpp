@@ -361,6 +361,21 @@ TEST_F(MeshShadingTest, NegativeStateRemovesTheTriangle)
     }
 }
 
+TEST_F(MeshShadingTest, EditProgramsDrawBeforeAnyColourIndexIsGiven)
+{
+    // The colour index sits on unit 1 by itself: no clash with the texture on unit 0.
+    for (const std::string program : {"editmesh", "edittexturemesh"}) {
+        MeshBuilder mesh;
+        mesh.square(-1, -1, 1, 1);
+        osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+        osg::StateSet* ss = use(geometry.get(), program);
+        ss->setTextureAttributeAndModes(0, flatTexture(kEditFront), osg::StateAttribute::ON);
+        ss->addUniform(new osg::Uniform("tex", 0));
+        const Probe at = probe(0.2f, 0.3f);
+        expectPixel(draw(geometry.get()), at, classicFront(kEditFront, at.P));
+    }
+}
+
 TEST_F(MeshShadingTest, CutPlanePaintsTheLowerSide)
 {
     MeshBuilder mesh;
