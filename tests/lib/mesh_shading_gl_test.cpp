@@ -395,6 +395,25 @@ TEST_F(MeshShadingTest, CutPlanePaintsTheLowerSide)
     expectPixel(image, above, classicFront(kEditFront, above.P));
 }
 
+TEST_F(MeshShadingTest, ExchangedFaceNormalsDifferBetweenCutAndEditPrograms)
+{
+    // A front face shown as a back face, with derivative normals. "cut" programs hand the back
+    // light the exchanged normal, turned from the eye: ambient alone. "edit" programs turn it
+    // back first, so the back light is in full.
+    const std::vector<std::pair<std::string, float>> programs = {{"cut_mesh", 0.5f},
+                                                                 {"editmesh", 1.0f}};
+    for (const auto& [program, lit] : programs) {
+        MeshBuilder mesh;
+        mesh.square(-1, -1, 1, 1);
+        osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+        osg::StateSet* ss = use(geometry.get(), program);
+        ss->addUniform(new osg::Uniform("useSmooth", false));
+        ss->addUniform(new osg::Uniform("exchangeColor", true));
+        SCOPED_TRACE(program);
+        expectPixel(draw(geometry.get()), probe(0.2f, 0.3f), kBack * lit);
+    }
+}
+
 TEST_F(MeshShadingTest, GammaCurve)
 {
     MeshBuilder mesh;
