@@ -1,5 +1,8 @@
 #include "model_reader.h"
 
+#include "canvas3d_shadermanager.h"
+#include "orvane_singleton.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QTextStream>
@@ -8,6 +11,7 @@
 #include <osg/Light>
 #include <osg/NodeVisitor>
 #include <osgDB/ReadFile>
+#include <osgUtil/SmoothingVisitor>
 
 namespace {
 
@@ -26,6 +30,45 @@ public:
                 points += geometry->getVertexArray()->getNumElements();
     }
     size_t points = 0;
+};
+
+bool isSurface(const osg::Geometry& geometry)
+{
+    for (unsigned int i = 0; i < geometry.getNumPrimitiveSets(); ++i) {
+        const GLenum mode = geometry.getPrimitiveSet(i)->getMode();
+        if (mode == GL_TRIANGLES || mode == GL_TRIANGLE_STRIP || mode == GL_TRIANGLE_FAN ||
+            mode == GL_QUADS || mode == GL_QUAD_STRIP || mode == GL_POLYGON)
+            return true;
+    }
+    return false;
+}
+
+// Surfaces are drawn by the library's mesh shading model: the same arrays feed its attribute
+// slots, and the classic ones stay for bounds and picking.
+class UseMeshShading : public osg::NodeVisitor
+{
+public:
+    UseMeshShading() : osg::NodeVisitor(TRAVERSE_ALL_CHILDREN) {}
+    void apply(osg::Drawable& drawable) override
+    {
+        osg::Geometry* geometry = drawable.asGeometry();
+        if (!geometry || !isSurface(*geometry) || !geometry->getVertexArray() ||
+            !geometry->getNormalArray() ||
+            geometry->getNormalArray()->getBinding() != osg::Array::BIND_PER_VERTEX)
+            return;
+        geometry->setVertexAttribArray(0, geometry->getVertexArray(), osg::Array::BIND_PER_VERTEX);
+        geometry->setVertexAttribArray(1, geometry->getNormalArray(), osg::Array::BIND_PER_VERTEX);
+        const osg::Array* colors = geometry->getColorArray();
+        const bool vertexColors =
+            colors && colors->getBinding() == osg::Array::BIND_PER_VERTEX &&
+            colors->getNumElements() == geometry->getVertexArray()->getNumElements();
+        if (vertexColors)
+            geometry->setVertexAttribArray(2, geometry->getColorArray(),
+                                           osg::Array::BIND_PER_VERTEX);
+        geometry->getOrCreateStateSet()->setAttributeAndModes(
+            Vorna::Orvane::OrvaneSingleton::instance()->getShaderMgr()->getShader(
+                vertexColors ? "meshcolor" : "mesh"));
+    }
 };
 
 LoadedModel failure(const QString& path, const QString& why)
@@ -137,7 +180,12 @@ LoadedModel loadModel(const QString& path)
     node->accept(prepare);
     if (prepare.points == 0)
         return failure(path, "the file holds no geometry");
-    // A light of its own: the canvas's scene has no default light.
+    // Faces without normals get smooth ones, which the shading needs.
+    osgUtil::SmoothingVisitor smooth;
+    node->accept(smooth);
+    UseMeshShading shading;
+    node->accept(shading);
+    // Point-only files keep the fixed pipeline, with a light of their own.
     osg::StateSet* ss = node->getOrCreateStateSet();
     auto* light = new osg::Light(0);
     light->setPosition(osg::Vec4(0.3f, -1.0f, 0.6f, 0.0f));
