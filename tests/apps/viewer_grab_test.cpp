@@ -1,7 +1,9 @@
 // The viewer's headless run: the saved frame must show the built-in scene, not just a clear colour.
+#include <QFile>
 #include <QImage>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <cmath>
 #include <gtest/gtest.h>
 #include <set>
 
@@ -59,6 +61,41 @@ TEST(ViewerTest, OffscreenWritesTheSameSceneWithoutAWindow)
     QTemporaryDir dir;
     const QString png = dir.filePath("offscreen.png");
     expectBuiltinScene(runViewer({"--offscreen", "--size", "320x240", "--out", png}, png));
+}
+
+TEST(ViewerTest, AMeshFileWithoutNormalsIsShadedByTheMeshModel)
+{
+    QTemporaryDir dir;
+    // A sphere of triangles, no normals in the file.
+    QFile obj(dir.filePath("ball.obj"));
+    ASSERT_TRUE(obj.open(QIODevice::WriteOnly));
+    constexpr int kRings = 24;
+    for (int i = 0; i <= kRings; ++i)
+        for (int j = 0; j < kRings; ++j) {
+            const double theta = M_PI * i / kRings, phi = 2 * M_PI * j / kRings;
+            obj.write(QString("v %1 %2 %3\n")
+                          .arg(std::sin(theta) * std::cos(phi))
+                          .arg(std::sin(theta) * std::sin(phi))
+                          .arg(std::cos(theta))
+                          .toUtf8());
+        }
+    for (int i = 0; i < kRings; ++i)
+        for (int j = 0; j < kRings; ++j) {
+            const int a = i * kRings + j + 1, b = i * kRings + (j + 1) % kRings + 1;
+            const int c = a + kRings, d = b + kRings;
+            obj.write(QString("f %1 %2 %3\nf %3 %2 %4\n").arg(a).arg(c).arg(b).arg(d).toUtf8());
+        }
+    obj.close();
+    const QString png = dir.filePath("ball.png");
+    const QImage image =
+        runViewer({obj.fileName(), "--offscreen", "--size", "320x240", "--out", png}, png);
+    ASSERT_FALSE(image.isNull());
+    // Facing the eye, the surface is the "mesh" front (0.05, 0.695, 1.0) times ambient plus
+    // diffuse plus highlight: about (15, 204, 255). The fixed pipeline would give grey.
+    const QColor centre = image.pixelColor(160, 120);
+    EXPECT_LT(centre.red(), 30);
+    EXPECT_NEAR(centre.green(), 200, 20);
+    EXPECT_GT(centre.blue(), 240);
 }
 
 TEST(ViewerTest, BadSizeIsRefusedWithAMessage)
