@@ -7,10 +7,14 @@
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
 
+#include <QOpenGLContext>
+#include <QOpenGLFunctions_4_1_Core>
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <osg/BufferIndexBinding>
+#include <osg/BufferObject>
 #include <osg/Geode>
 #include <osg/Geometry>
 #include <osg/Texture1D>
@@ -745,6 +749,82 @@ TEST_F(MeshShadingTest, SuperSamplingFillsPinholesFromTheirNeighbours)
     expectPixel(image, {QPoint(100, 20), {}}, osg::Vec3(), 0);
     // A neighbour of the lone point sees it alone among its taps.
     expectPixel(image, {QPoint(121, 60), {}}, osg::Vec3(0.8f, 0.4f, 0.2f));
+}
+
+// The brush's two stores, one float a vertex, as shader storage buffers 0 and 1.
+struct BrushStores {
+    osg::ref_ptr<osg::FloatArray> initial;
+    osg::ref_ptr<osg::FloatArray> select;
+
+    explicit BrushStores(unsigned int count)
+        : initial(new osg::FloatArray(count)), select(new osg::FloatArray(count))
+    {
+        initial->setBufferObject(new osg::ShaderStorageBufferObject);
+        select->setBufferObject(new osg::ShaderStorageBufferObject);
+    }
+
+    void bind(osg::StateSet* ss) const
+    {
+        const GLsizeiptr bytes = initial->getTotalDataSize();
+        ss->setAttributeAndModes(new osg::ShaderStorageBufferBinding(0, initial.get(), 0, bytes));
+        ss->setAttributeAndModes(new osg::ShaderStorageBufferBinding(1, select.get(), 0, bytes));
+    }
+
+    // What the GPU holds in the select store now; render thread only.
+    std::vector<float> readSelect(osg::State& state) const
+    {
+        std::vector<float> values(select->size());
+        osg::GLBufferObject* buffer =
+            select->getBufferObject()->getOrCreateGLBufferObject(state.getContextID());
+        auto* gl = QOpenGLContext::currentContext()->versionFunctions<QOpenGLFunctions_4_1_Core>();
+        gl->glBindBuffer(GL_COPY_READ_BUFFER, buffer->getGLObjectID());
+        gl->glGetBufferSubData(
+            GL_COPY_READ_BUFFER, static_cast<GLintptr>(buffer->getOffset(select->getBufferIndex())),
+            static_cast<GLsizeiptr>(values.size() * sizeof(float)), values.data());
+        gl->glBindBuffer(GL_COPY_READ_BUFFER, 0);
+        return values;
+    }
+};
+
+TEST_F(MeshShadingTest, SphereBrushPreviewsWhileHoveringAndWritesWhileSelecting)
+{
+    // Vertices 0 to 5 stay outside the brush, 6 to 11 inside it.
+    MeshBuilder mesh;
+    mesh.square(-1.2f, -1, -0.1f, 1);
+    mesh.square(0.1f, -1, 1.2f, 1);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    osg::StateSet* ss = use(geometry.get(), "sphere_editmesh");
+    setColorIndex(ss);
+    BrushStores stores(12);
+    stores.bind(ss);
+    ss->addUniform(new osg::Uniform("sphereCenter", osg::Vec3f(0.65f, 0, 0)));
+    ss->addUniform(new osg::Uniform("sphereRadius", 1.2f));
+    ss->addUniform(new osg::Uniform("selectColorIndex", 3.0f));
+    ss->addUniform(new osg::Uniform("preViewColorIndex", 2.0f));
+    ss->addUniform(new osg::Uniform("bCoverOther", 0));
+    ss->addUniform(new osg::Uniform("bRecoverOther", 0));
+    ss->addUniform(new osg::Uniform("bErase", 0));
+    osg::ref_ptr<osg::Uniform> selecting = new osg::Uniform("bSelecting", 0);
+    ss->addUniform(selecting.get());
+
+    const Probe outside = probe(-0.65f, 0.0f), inside = probe(0.65f, 0.0f);
+    const QImage hover = draw(geometry.get());
+    expectPixel(hover, outside, classicFront(kEditFront, outside.P));
+    expectPixel(hover, inside, selectedFront(kRows[2], inside.P));
+    std::vector<float> stored;
+    ASSERT_TRUE(onRenderThread([&](RenderInfo& info) {
+        stored = stores.readSelect(*info.masterCamera()->getGraphicsContext()->getState());
+    }));
+    EXPECT_EQ(stored, std::vector<float>(12, 0.0f)) << "hovering wrote the store";
+
+    ASSERT_TRUE(onRenderThread([&](RenderInfo&) { selecting->set(1); }));
+    draw(geometry.get());
+    ASSERT_TRUE(onRenderThread([&](RenderInfo& info) {
+        stored = stores.readSelect(*info.masterCamera()->getGraphicsContext()->getState());
+    }));
+    std::vector<float> expected(12, 0.0f);
+    std::fill(expected.begin() + 6, expected.end(), 3.0f);
+    EXPECT_EQ(stored, expected);
 }
 
 // Two factory meshes side by side with one program; `front` set on the left one only.
