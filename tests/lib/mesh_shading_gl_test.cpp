@@ -503,6 +503,68 @@ TEST_F(MeshShadingTest, HeatMapColourAtKnownWeight)
     expectPixel(image, at, classicFront(heat, at.P));
 }
 
+TEST_F(MeshShadingTest, ThermodynamicRampClipsOutOfRangeValues)
+{
+    // Three strips: inside the range 0 to 2, above it, and above it with a clip colour shown.
+    MeshBuilder mesh;
+    mesh.weight = 1.25f;
+    mesh.square(-1.5f, -1, -0.6f, 1);
+    mesh.weight = 3.0f;
+    mesh.square(-0.4f, -1, 0.4f, 1);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    osg::StateSet* ss = use(geometry.get(), "thermodynamic");
+    const std::vector<osg::Vec3> ramp = {
+        {0.0f, 0.0f, 1.0f}, {0.0f, 0.8f, 0.2f}, {0.6f, 0.5f, 0.0f}, {1.0f, 0.0f, 0.0f}};
+    ss->setTextureAttributeAndModes(2, rowTexture(ramp, 4), osg::StateAttribute::ON);
+    ss->addUniform(new osg::Uniform("colorIndex", 2));
+    const QImage clipped = draw(geometry.get());
+
+    // Facing the fixed view: diffuse 0.7 and highlight 0.2; 1.25 of 2 is texel 2 of 4.
+    const osg::Vec3 inRange = ramp[2] * (0.25f + 0.7f) + osg::Vec3(0.2f, 0.2f, 0.2f);
+    expectPixel(clipped, probe(-1.0f, 0.0f), inRange);
+    expectPixel(clipped, probe(0.0f, 0.0f), osg::Vec3(), 0);
+
+    ss->addUniform(new osg::Uniform("useClipColor", 1));
+    ss->addUniform(new osg::Uniform("clipTop", 0));
+    ss->addUniform(new osg::Uniform("clipColor", osg::Vec3f(0.2f, 0.1f, 0.4f)));
+    const QImage shown = draw(geometry.get());
+    expectPixel(shown, probe(0.0f, 0.0f),
+                osg::Vec3(0.2f, 0.1f, 0.4f) * 0.95f + osg::Vec3(0.2f, 0.2f, 0.2f));
+}
+
+TEST_F(MeshShadingTest, CalibrationShowsFacetsWithItsOwnConstants)
+{
+    MeshBuilder mesh;
+    // Vertex normals tilted away: the facets come from derivatives, which face the view here.
+    mesh.normal = osg::Vec3(0.6f, 0.0f, 0.8f);
+    mesh.square(-1.2f, -1, -0.1f, 1);
+    mesh.square(0.1f, -1, 1.2f, 1, true);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    use(geometry.get(), "mesh_calibrate");
+    const QImage image = draw(geometry.get());
+
+    // Front: 0.5 * (0.5 + 0.5) + 0.15; back: 0.5 * (0.5 + 0.5), no highlight.
+    expectPixel(image, probe(-0.65f, 0.0f), osg::Vec3(0.65f, 0.65f, 0.65f));
+    expectPixel(image, probe(0.65f, 0.0f), osg::Vec3(0.5f, 0.5f, 0.5f));
+}
+
+TEST_F(MeshShadingTest, CutTransparentRemovesWhatIsNearerThanItsPlane)
+{
+    // The square at z = 0 is 5 from the eye: inside 45, so cut away; pushing the plane 10
+    // nearer (planeOffset -44) keeps it.
+    MeshBuilder mesh;
+    mesh.color = osg::Vec3(0.3f, 0.6f, 0.9f);
+    mesh.square(-1, -1, 1, 1);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    osg::StateSet* ss = use(geometry.get(), "editmeshcolor_cuttrans");
+    setColorIndex(ss);
+    const Probe at = probe(0.2f, 0.2f);
+    expectPixel(draw(geometry.get()), at, osg::Vec3(), 0);
+
+    ss->addUniform(new osg::Uniform("planeOffset", -44.0f));
+    expectPixel(draw(geometry.get()), at, classicFront(mesh.color, at.P));
+}
+
 TEST_F(MeshShadingTest, RedBlueShowsWhereTheSecondTextureCovers)
 {
     MeshBuilder mesh;
