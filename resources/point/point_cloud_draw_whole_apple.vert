@@ -57,6 +57,9 @@ void discardVertex()
 
 vec3 calcDirLight(vec3 n, vec3 ecpos, vec3 l, float a, float d, float s, float shin)
 {
+    // The extra lights are dark unless a client lights them: skip their power terms.
+    if (d == 0.0 && s == 0.0)
+        return vec3(a, 0.0, 0.0);
     float diff = max(0.0, dot(l, n)) * d;
     vec3 reflectDir = reflect(-l, n);
     float specular = pow(max(dot(-ecpos, reflectDir), 0.0), max(1.0, shin)) * s;
