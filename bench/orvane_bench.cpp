@@ -9,6 +9,7 @@
 #include "incremental_update/incre_point_geomtry_apple.h"
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
+#include "raw_gl_ingest.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
@@ -311,5 +312,9 @@ int main(int argc, char** argv)
     spinFor(2000);
     std::printf("idle_frames_2s %d frames\n", frames->load() - idleStart);
     std::printf("first_frame_ms %.1f ms\n", firstFrameMs);
+    std::fflush(stdout);
+    // The same scan through a plain OpenGL program: the yardstick of ingest_0_to_20M_mpts.
+    std::printf("ingest_raw_gl_0_to_20M_mpts %.2f Mpoints/s\n",
+                rawGlIngestMpts(20000000, 100000, 1000000, 1280, 1024));
     return 0;
 }
