@@ -16,6 +16,7 @@ namespace Orvane {
 namespace {
 
 struct ProgramDefaults {
+    const osg::Program* program = nullptr;
     GLuint handle = 0;
     std::vector<osg::ref_ptr<osg::Uniform>> uniforms;
 };
@@ -117,13 +118,15 @@ std::vector<osg::ref_ptr<osg::Uniform>> readDefaults(const osg::Program* program
 QMutex s_mutex;
 std::map<const osg::Program::PerContextProgram*, ProgramDefaults> s_defaults;
 
-const std::vector<osg::ref_ptr<osg::Uniform>>&
-defaultsOf(const osg::Program::PerContextProgram* pcp)
+// A copy: another render thread may refill the table while this one walks it.
+std::vector<osg::ref_ptr<osg::Uniform>> defaultsOf(const osg::Program::PerContextProgram* pcp)
 {
     QMutexLocker lock(&s_mutex);
     ProgramDefaults& entry = s_defaults[pcp];
-    // A PCP freed and allocated again at the same address links to another handle.
-    if (entry.handle != pcp->getHandle()) {
+    // A PCP freed and allocated again at the same address may belong to another program or
+    // link to another handle.
+    if (entry.handle != pcp->getHandle() || entry.program != pcp->getProgram()) {
+        entry.program = pcp->getProgram();
         entry.handle = pcp->getHandle();
         entry.uniforms = readDefaults(pcp->getProgram());
     }
