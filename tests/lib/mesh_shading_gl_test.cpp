@@ -503,6 +503,43 @@ TEST_F(MeshShadingTest, HeatMapColourAtKnownWeight)
     expectPixel(image, at, classicFront(heat, at.P));
 }
 
+TEST_F(MeshShadingTest, DoubleTextureOverlayFollowsTheViewport)
+{
+    const osg::Vec3 second(0.2f, 0.4f, 0.6f);
+    MeshBuilder mesh;
+    mesh.square(-1.5f, -1.2f, 1.5f, 1.2f);
+    osg::ref_ptr<osg::Geometry> geometry = mesh.build();
+    osg::StateSet* ss = use(geometry.get(), "editdoubletexturemesh");
+    setColorIndex(ss);
+    ss->setTextureAttributeAndModes(0, flatTexture(osg::Vec3(1, 1, 1)), osg::StateAttribute::ON);
+    ss->setTextureAttributeAndModes(2, flatTexture(second), osg::StateAttribute::ON);
+    // The overlay: black on the left half of the view, red on the right half.
+    osg::ref_ptr<osg::Image> halves = new osg::Image;
+    halves->allocateImage(2, 1, 1, GL_RGB, GL_FLOAT);
+    reinterpret_cast<osg::Vec3*>(halves->data())[0] = osg::Vec3(0, 0, 0);
+    reinterpret_cast<osg::Vec3*>(halves->data())[1] = osg::Vec3(1, 0, 0);
+    auto* overlay = new osg::Texture2D(halves.get());
+    overlay->setFilter(osg::Texture::MIN_FILTER, osg::Texture::NEAREST);
+    overlay->setFilter(osg::Texture::MAG_FILTER, osg::Texture::NEAREST);
+    ss->setTextureAttributeAndModes(3, overlay, osg::StateAttribute::ON);
+    ss->addUniform(new osg::Uniform("tex", 0));
+    ss->addUniform(new osg::Uniform("tex2nd", 2));
+    ss->addUniform(new osg::Uniform("tex3rd", 3));
+    osg::ref_ptr<osg::Uniform> viewport = new osg::Uniform(
+        "viewport", osg::Vec4f(0, 0, CanvasWindow::kCanvasWidth, CanvasWindow::kHeight));
+    ss->addUniform(viewport.get());
+    const Probe left = probe(-0.8f, 0.0f), right = probe(0.8f, 0.0f);
+    const QImage whole = draw(geometry.get());
+    expectPixel(whole, left, classicFront(second, left.P));
+    expectPixel(whole, right, classicFront(osg::Vec3(1, 0, 0), right.P));
+
+    // A view twice as wide puts the whole canvas in the overlay's left half.
+    ASSERT_TRUE(onRenderThread([&](RenderInfo&) {
+        viewport->set(osg::Vec4f(0, 0, 2 * CanvasWindow::kCanvasWidth, CanvasWindow::kHeight));
+    }));
+    expectPixel(draw(geometry.get()), right, classicFront(second, right.P));
+}
+
 TEST_F(MeshShadingTest, ThermodynamicRampClipsOutOfRangeValues)
 {
     // Three strips: inside the range 0 to 2, above it, and above it with a clip colour shown.
