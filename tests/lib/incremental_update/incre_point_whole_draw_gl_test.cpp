@@ -163,6 +163,8 @@ TEST_F(WholeCloudDrawTest, UnderACutPlanePointsTakeTheRowOfSelectIndex)
 
     RectCutPlane plane;
     ASSERT_TRUE(RectCutPlane::hasRectCutPlane());
+    // Nothing in the scene changed: ask for a frame that sees the plane.
+    ASSERT_TRUE(w.run(nullptr));
     EXPECT_EQ(settle(redPixels, 2 * kPointPixels), 2 * kPointPixels) << "the two points below";
     const QImage image = w.grab();
     const QColor below = image.pixelColor(w.pixelOf(osg::Vec3d(-1.0, 0.0, -1.0)));
