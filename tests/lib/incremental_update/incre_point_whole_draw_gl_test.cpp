@@ -27,16 +27,21 @@ struct CloudPoint {
     osg::Vec3 position;
     GLbyte state = 0;
     int frame = -1;
+    osg::Vec3 colour = osg::Vec3(1.0f, 0.0f, 0.0f);
 };
 
-std::shared_ptr<IncrePatchData> patchOf(const std::vector<CloudPoint>& points)
+std::shared_ptr<IncrePatchData> patchOf(const std::vector<CloudPoint>& points, bool withColour)
 {
     auto patch = std::make_shared<IncrePatchData>();
     patch->vertArr = new osg::Vec3Array;
     patch->normArr = new osg::Vec3Array;
     patch->stateArr = new osg::ByteArray;
+    if (withColour)
+        patch->clrArr = new osg::Vec3Array;
     for (size_t i = 0; i < points.size(); ++i) {
         patch->vertArr->push_back(points[i].position);
+        if (withColour)
+            patch->clrArr->push_back(points[i].colour);
         // Towards the camera, which looks along +y.
         patch->normArr->push_back(osg::Vec3(0.0f, -1.0f, 0.0f));
         patch->stateArr->push_back(points[i].state);
@@ -83,9 +88,10 @@ protected:
         ASSERT_TRUE(w.lookAt(osg::Vec3d(0.0, -10.0, 0.0), osg::Vec3d(), osg::Vec3d(0, 0, 1)));
     }
 
-    void start(bool rigid)
+    // `paused` binds the program that draws the cloud while the scan is paused.
+    void start(bool rigid, bool withColour = false, bool paused = false)
     {
-        cloud = new IncrePointGeometryApple(false, false, true);
+        cloud = new IncrePointGeometryApple(withColour, paused, true);
         // A fixed bound keeps the cloud from being culled before it has arrays.
         cloud->setBoxValue(osg::Vec3f(-2, -1, -2), osg::Vec3f(2, 1, 2));
         ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
@@ -104,7 +110,8 @@ protected:
     {
         cloud->setWholeSize(static_cast<uint32_t>(points.size()));
         cloud->setPatchVertexSize(static_cast<int>(points.size()));
-        cloud->addIncreasePatchData(patchOf(points));
+        cloud->addIncreasePatchData(patchOf(points, cloud->getNumVertexAttribArrays() > 2 &&
+                                                        cloud->getVertexAttribArray(2)));
         w.item()->frame();
         ASSERT_TRUE(waitUntil([&] { return cloud->queuedPatchCount() == 0; }));
     }
@@ -189,4 +196,31 @@ TEST_F(WholeCloudDrawTest, ANonRigidPointIsMovedByTheMatrixOfItsFrame)
     const QImage image = w.grab();
     EXPECT_TRUE(isLit(image, w.pixelOf(osg::Vec3d(1.0, 0.0, -1.0))));
     EXPECT_TRUE(isLit(image, w.pixelOf(osg::Vec3d(-1.0, 0.0, 0.0))));
+}
+
+TEST_F(WholeCloudDrawTest, APausedCloudDrawsItsColoursAndStatesThroughTheSceneGraph)
+{
+    start(true, true, true);
+    osg::ref_ptr<osg::Vec3Array> rows = new osg::Vec3Array;
+    rows->resize(5, osg::Vec3(0.0f, 0.0f, 1.0f));
+    (*rows)[3] = osg::Vec3(0.0f, 1.0f, 0.0f);
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
+        EXPECT_TRUE(Mesh::colorIndex(ViewMgr::getModel(info.mainView()), rows.get()));
+    }));
+    // A red point, a point selected as row 3 (green) and a deleted one.
+    send({{osg::Vec3(-1.0f, 0.0f, 1.0f)},
+          {osg::Vec3(1.0f, 0.0f, 1.0f), 3},
+          {osg::Vec3(0.0f, 0.0f, -1.0f), -1}});
+    bool ended = false;
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo&) { ended = cloud->endOfIncreUpdate(); }));
+    ASSERT_TRUE(ended);
+    ASSERT_FALSE(cloud->isRunning());
+    ASSERT_TRUE(w.run(nullptr));
+
+    ASSERT_TRUE(waitUntil([&] { return redPixels(w.grab()) > 0; })) << "the vertex colour";
+    const QImage image = w.grab();
+    const QColor selected = image.pixelColor(w.pixelOf(osg::Vec3d(1.0, 0.0, 1.0)));
+    EXPECT_GT(selected.green() - std::max(selected.red(), selected.blue()), kHueLead)
+        << qPrintable(selected.name());
+    EXPECT_FALSE(isLit(image, w.pixelOf(osg::Vec3d(0.0, 0.0, -1.0)))) << "deleted";
 }
