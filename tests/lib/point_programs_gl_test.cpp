@@ -110,9 +110,35 @@ protected:
     }
 
     // A point `pixels` to the side of the origin at distance 10.
-    osg::Vec3 aside(int pixels) const
+    osg::Vec3 aside(int pixels) const { return at(pixels, 0); }
+    // A point `right` pixels to the right of the origin and `up` pixels above it at distance 10.
+    osg::Vec3 at(int right, int up) const
     {
-        return osg::Vec3(static_cast<float>(pixels * pixelAt(10.0)), 0.0f, 0.0f);
+        return osg::Vec3(static_cast<float>(right * pixelAt(10.0)), 0.0f,
+                         static_cast<float>(up * pixelAt(10.0)));
+    }
+
+    // Selection states of the last points added.
+    void setStates(const std::vector<GLbyte>& values)
+    {
+        osg::ref_ptr<osg::MatrixTransform> points = m_points;
+        ASSERT_TRUE(w.run(nullptr, [points, values](RenderInfo&) {
+            auto* states = DrawableBase::getVertexArray<StateArray>(
+                DrawableBase::asGeometry(points.get()), StateSlot);
+            std::copy(values.begin(), values.end(), states->begin());
+            states->dirty();
+        }));
+    }
+
+    // A colour table whose row 3 is red and all other rows green, for the whole model.
+    void redRowThree()
+    {
+        osg::ref_ptr<osg::Vec3Array> rows = new osg::Vec3Array;
+        rows->resize(5, osg::Vec3(0.0f, 1.0f, 0.0f));
+        (*rows)[3] = osg::Vec3(1.0f, 0.0f, 0.0f);
+        ASSERT_TRUE(w.run(nullptr, [rows](RenderInfo& info) {
+            Mesh::colorIndex(ViewMgr::getModel(info.mainView()), rows.get());
+        }));
     }
 
     // What the size rule takes from the view: P[1][1] and the viewport's width.
@@ -221,4 +247,39 @@ TEST_F(PointProgramTest, ReddishPointsKeepTheirSizeAndPlace)
     // Red leads blue for the front point; the green one behind stays hidden at the same size.
     EXPECT_EQ(settle([](const QImage& i) { return huePixels(i, -1); }, 25), 25);
     EXPECT_EQ(settle(litPixels, 25), 25);
+}
+
+TEST_F(PointProgramTest, EditProgramsHideDeletedPointsAndShowSelectionRows)
+{
+    redRowThree();
+    add("edit_point", {aside(-20), aside(0), aside(20)});
+    set("useFixedSize", true);
+    set("pointSize", 5.0f);
+    setStates({-1, 3, 0});
+    look(10.0);
+    const auto reddish = [](const QImage& i) { return huePixels(i, -1); };
+    EXPECT_EQ(settle(reddish, 25), 25) << "state 3 shows row 3";
+    EXPECT_EQ(huePixels(w.grab(), 1), 25) << "state 0 keeps the front colour";
+    EXPECT_EQ(litPixels(w.grab()), 50) << "state -1 is not drawn";
+}
+
+TEST_F(PointProgramTest, CutProgramsPaintBelowThePlaneOnly)
+{
+    redRowThree();
+    // Two points above the plane z = 0, two below; earlier selections play no part.
+    add("cut_point", {at(-20, 20), at(20, 20), at(-20, -20), at(20, -20)});
+    set("useFixedSize", true);
+    set("pointSize", 5.0f);
+    set("direction", osg::Vec3f(0.0f, 0.0f, 1.0f));
+    set("center", osg::Vec3f());
+    set("selectIndex", 3.0f);
+    setStates({0, 2, 0, 2});
+    look(10.0);
+    const auto reddish = [](const QImage& i) { return huePixels(i, -1); };
+    EXPECT_EQ(settle(reddish, 50), 50) << "both points below take row 3";
+    EXPECT_EQ(huePixels(w.grab(), 1), 50) << "both above show the front colour";
+
+    set("selectIndex", 0.0f);
+    EXPECT_EQ(settle(reddish, 0), 0) << "selectIndex 0 paints nothing";
+    EXPECT_EQ(huePixels(w.grab(), 1), 100);
 }
