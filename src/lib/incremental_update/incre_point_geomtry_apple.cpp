@@ -248,7 +248,7 @@ bool IncrePointGeometryApple::initBuffer()
     m_gl->glGenVertexArrays(1, &m_increGLBuffer.vao);
     qCInfo(orvane) << "initBuffer"
                    << "m_wholeDataBuf use IncrePtCommonWholeBuffer";
-    m_wholeDataBuf = std::make_shared<IncrePtCommonWholeBuffer>();
+    m_wholeDataBuf = createWholeDataBuffer();
     if (!m_wholeDataBuf->init(m_hasColor, m_gl)) {
         qCWarning(orvane) << "initBuffer"
                           << "m_wholeDataBuf init failed !!";
@@ -266,6 +266,11 @@ bool IncrePointGeometryApple::initBuffer()
     }
     setVertexAttribute();
     return true;
+}
+
+std::shared_ptr<IncrePtDataWholeBuffer> IncrePointGeometryApple::createWholeDataBuffer()
+{
+    return std::make_shared<IncrePtCommonWholeBuffer>();
 }
 
 void IncrePointGeometryApple::setVertexAttribute()

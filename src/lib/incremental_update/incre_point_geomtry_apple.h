@@ -75,6 +75,8 @@ protected:
     ~IncrePointGeometryApple() override;
     // Where the debug dump makes its time-stamped folder.
     virtual QString debugDumpBaseDir() const;
+    // The owner of the whole-cloud buffers; tests hand in one whose allocations fail.
+    virtual std::shared_ptr<IncrePtDataWholeBuffer> createWholeDataBuffer();
 
 private:
     struct IncrePointGLBuffer {

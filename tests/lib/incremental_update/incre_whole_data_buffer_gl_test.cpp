@@ -1,4 +1,5 @@
 // The whole-cloud buffers on a real context: growth policy, parking, restoring, read-back.
+#include "failing_whole_buffer.h"
 #include "gl_test_support.h"
 #include "incremental_update/incre_whole_data_buffer.h"
 
@@ -40,24 +41,6 @@ protected:
     QOpenGLContext m_context;
     QOpenGLFunc* gl = nullptr;
     std::shared_ptr<IncrePtCommonWholeBuffer> buffer = std::make_shared<IncrePtCommonWholeBuffer>();
-};
-
-// Fails the allocation numbered `failAt` (from 0), and remembers every buffer it was asked for.
-class FailingWholeBuffer : public IncrePtCommonWholeBuffer
-{
-public:
-    int failAt = -1;
-    int allocations = 0;
-    std::vector<GLuint> asked;
-
-protected:
-    bool allocateZeroed(GLuint buffer, qint64 bytes) override
-    {
-        asked.push_back(buffer);
-        if (allocations++ == failAt)
-            return false;
-        return IncrePtCommonWholeBuffer::allocateZeroed(buffer, bytes);
-    }
 };
 
 // Vertices that a buffer made for `vertices` holds: its bytes are rounded up to 4096.
@@ -210,7 +193,7 @@ TEST_F(WholeBufferTest, WholeUpdateChecksItsArraysAndGrowsToFit)
 
 TEST_F(WholeBufferTest, FailedGrowthKeepsTheOldBuffersAndTheirData)
 {
-    auto failing = std::make_shared<FailingWholeBuffer>();
+    auto failing = std::make_shared<OrvaneTest::FailingWholeBuffer>();
     buffer = failing;
     ASSERT_TRUE(buffer->init(true, gl));
     ASSERT_TRUE(buffer->wholeUpdate(ramp(100, 1.0f), ramp(100, 0), ramp(100, 5.0f), nullptr));
