@@ -51,8 +51,8 @@ vec3 calcDirLight(vec3 L, vec4 param, vec3 N, vec3 P)
 {
     float diff = max(0.0, dot(L, N)) * param.y;
     vec3 R = reflect(-L, N);
-    float spec = pow(max(dot(-P, R), 0.0), max(1.0, param.w)) * param.z;
-    return vec3(param.x, diff, spec);
+    float specular = pow(max(dot(-P, R), 0.0), max(1.0, param.w)) * param.z;
+    return vec3(param.x, diff, specular);
 }
 
 vec3 calcMultiLight(vec3 N, vec3 P)
