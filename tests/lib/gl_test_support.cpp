@@ -10,7 +10,10 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QTest>
+#include <cmath>
 #include <gtest/gtest.h>
+#include <osgGA/OrbitManipulator>
+#include <osgViewer/View>
 
 using namespace Vorna::Orvane;
 
@@ -136,6 +139,37 @@ bool CanvasWindow::run(osg::Operation* op, std::function<void(RenderInfo&)> body
         *done = true;
     }));
     return waitUntil([done] { return done->load(); });
+}
+
+bool CanvasWindow::lookAt(const osg::Vec3d& eye, const osg::Vec3d& centre, const osg::Vec3d& up)
+{
+    bool placed = false;
+    const bool ran = run(nullptr, [&](RenderInfo& info) {
+        auto* manipulator =
+            dynamic_cast<osgGA::OrbitManipulator*>(info.mainView()->getCameraManipulator());
+        if (!manipulator)
+            return;
+        manipulator->setTransformation(eye, centre, up);
+        placed = true;
+    });
+    // The manipulator hands its matrix to the camera in the next update.
+    return ran && placed && run(nullptr) && run(nullptr);
+}
+
+QPoint CanvasWindow::pixelOf(const osg::Vec3d& world)
+{
+    QPoint pixel(-1, -1);
+    run(nullptr, [&](RenderInfo& info) {
+        const osg::Camera* camera = info.mainView()->getCamera();
+        if (!camera->getViewport())
+            return;
+        const osg::Vec3d window = world * camera->getViewMatrix() * camera->getProjectionMatrix() *
+                                  camera->getViewport()->computeWindowMatrix();
+        // GL counts rows from the bottom, images from the top.
+        pixel = QPoint(static_cast<int>(std::floor(window.x())),
+                       static_cast<int>(std::floor(camera->getViewport()->height() - window.y())));
+    });
+    return pixel;
 }
 
 void CanvasWindow::installFrameCounter()

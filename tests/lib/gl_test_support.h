@@ -4,6 +4,7 @@
 
 #include <QColor>
 #include <QImage>
+#include <QPoint>
 #include <QQuickWindow>
 #include <QStringList>
 #include <functional>
@@ -55,6 +56,10 @@ public:
     QImage grab();
     // Adds `op` (if any) and then `body` on the render thread, and waits until both have run.
     bool run(osg::Operation* op, std::function<void(Vorna::Orvane::RenderInfo&)> body = {});
+    // Places the main view's camera at `eye`, looking at `centre`, and waits for that frame.
+    bool lookAt(const osg::Vec3d& eye, const osg::Vec3d& centre, const osg::Vec3d& up);
+    // Pixel of the grabbed image where `world` lands with the current camera; (-1, -1) if none.
+    QPoint pixelOf(const osg::Vec3d& world);
     // Counts scene frames: a final draw callback on the canvas's master camera.
     int sceneFrames() const;
     void installFrameCounter();

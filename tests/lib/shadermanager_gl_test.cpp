@@ -397,6 +397,8 @@ TEST_F(GLTest, EveryTableRowWithItsResourcesLinks)
             const bool meshRow = row.second.first().startsWith(":/mesh/");
             EXPECT_TRUE(!meshRow || meshRowsWrittenElsewhere.count(row.first))
                 << "mesh program " << row.first << " lacks " << absent.join(", ").toStdString();
+            EXPECT_FALSE(row.second.first().startsWith(":/point/"))
+                << "point program " << row.first << " lacks " << absent.join(", ").toStdString();
             missing.push_back(row.first + " (" + absent.join(", ").toStdString() + ")");
             continue;
         }

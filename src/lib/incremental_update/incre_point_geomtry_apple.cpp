@@ -250,7 +250,7 @@ bool IncrePointGeometryApple::initBuffer()
     m_gl->glGenVertexArrays(1, &m_increGLBuffer.vao);
     qCInfo(orvane) << "initBuffer"
                    << "m_wholeDataBuf use IncrePtCommonWholeBuffer";
-    m_wholeDataBuf = std::make_shared<IncrePtCommonWholeBuffer>();
+    m_wholeDataBuf = createWholeDataBuffer();
     if (!m_wholeDataBuf->init(m_hasColor, m_gl)) {
         qCWarning(orvane) << "initBuffer"
                           << "m_wholeDataBuf init failed !!";
@@ -268,6 +268,11 @@ bool IncrePointGeometryApple::initBuffer()
     }
     setVertexAttribute();
     return true;
+}
+
+std::shared_ptr<IncrePtDataWholeBuffer> IncrePointGeometryApple::createWholeDataBuffer()
+{
+    return std::make_shared<IncrePtCommonWholeBuffer>();
 }
 
 void IncrePointGeometryApple::setVertexAttribute()
@@ -474,6 +479,7 @@ void IncrePointGeometryApple::bakeCutPlane(osg::Vec3Array* positions, osg::ByteA
 
 void IncrePointGeometryApple::drawCall(osg::RenderInfo& renderInfo)
 {
+    checkIfSaveIncreDebugData(renderInfo);
     if (!m_isRunning || m_osgDrawPending) {
         osg::Geometry::drawImplementation(renderInfo);
         if (!m_isRunning)
@@ -490,6 +496,32 @@ void IncrePointGeometryApple::drawCall(osg::RenderInfo& renderInfo)
             updateFrameMatrixBuffer();
     }
     drawWhole(renderInfo);
+}
+
+bool IncrePointGeometryApple::calcMatBBox(const osg::Matrixf&, osg::Vec3f&, osg::Vec3f&)
+{
+    if (!m_isRunning) {
+        qCInfo(orvane) << "calcMatBBox"
+                       << "Cannot calculate, haven't started";
+        return false;
+    }
+    if (!m_wholeDataBuf) {
+        qCInfo(orvane) << "calcMatBBox"
+                       << "Cannot calculate, m_wholeDataBuf is null";
+        return false;
+    }
+    if (m_wholeSize == 0) {
+        qCInfo(orvane) << "calcMatBBox"
+                       << "Cannot calculate, m_wholeSize is 0";
+        return false;
+    }
+    if (m_wholeDataBuf->getBuf(WDBI_Position) == 0) {
+        qCInfo(orvane) << "calcMatBBox"
+                       << "Cannot calculate, vertBuf is 0";
+        return false;
+    }
+    // Nothing measures the cloud on the GPU yet: say so rather than hand back stale bounds.
+    return false;
 }
 
 bool IncrePointGeometryApple::resizeBuffer()

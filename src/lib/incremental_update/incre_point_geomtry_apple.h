@@ -4,6 +4,7 @@
 #include "incre_whole_data_buffer.h"
 
 #include <QMutex>
+#include <QString>
 #include <array>
 #include <atomic>
 #include <memory>
@@ -58,6 +59,9 @@ public:
                               osg::ref_ptr<osg::Vec3Array>& clrArr,
                               osg::ref_ptr<osg::ByteArray>& stateArr);
     void drawCall(osg::RenderInfo& renderInfo) override;
+    // Logs why no bound of the cloud under `matrix` can be had. Nothing measures the GPU copy
+    // yet, so it returns false in every case and leaves min and max as they were.
+    bool calcMatBBox(const osg::Matrixf& matrix, osg::Vec3f& min, osg::Vec3f& max);
 
     bool isRunning() const { return m_isRunning; }
     bool isInited() const { return m_isInited; }
@@ -69,6 +73,10 @@ public:
 
 protected:
     ~IncrePointGeometryApple() override;
+    // Where the debug dump makes its time-stamped folder.
+    virtual QString debugDumpBaseDir() const;
+    // The owner of the whole-cloud buffers; tests hand in one whose allocations fail.
+    virtual std::shared_ptr<IncrePtDataWholeBuffer> createWholeDataBuffer();
 
 private:
     struct IncrePointGLBuffer {
@@ -98,6 +106,11 @@ private:
     bool updateDrawablePointCapacity();
     void setWholePointCloudUniform(osg::RenderInfo& renderInfo);
     bool fetchOsgUniform(osg::RenderInfo& renderInfo);
+    // The debug dump, asked for by the bool uniform "saveIncreData" on the camera.
+    void checkIfSaveIncreDebugData(osg::RenderInfo& renderInfo);
+    void logCutPlaneUniforms();
+    void getFrameIdAndMatrixFromGLBuffer(std::vector<int>& frameIds,
+                                         std::vector<osg::Matrixf>& matrices);
     void bakeCutPlane(osg::Vec3Array* positions, osg::ByteArray* states) const;
     std::shared_ptr<IncrePatchData> frontPatch();
     void popPatch();

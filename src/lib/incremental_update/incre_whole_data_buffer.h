@@ -121,12 +121,15 @@ public:
     static void* getBufAddressIOS(QOpenGLFunc* fn, unsigned bufferId);
     static void unmapBufferIOS(QOpenGLFunc* fn, unsigned bufferId);
 
+protected:
+    // A buffer of `bytes` rounded up to 4096, all zero: unwritten vertices must read as zero.
+    // Virtual so that tests can make one allocation fail, as a full GPU would.
+    virtual bool allocateZeroed(GLuint buffer, qint64 bytes);
+
 private:
     bool createAllBuf(GLsizeiptr vertNum);
     void delAllBuf();
     qint64 bufferBytes(GLuint buffer);
-    // A buffer of `bytes` rounded up to 4096, all zero: unwritten vertices must read as zero.
-    bool allocateZeroed(GLuint buffer, qint64 bytes);
 
     std::vector<GLuint> m_buffArr;
     qint64 m_preBufSize = 0;

@@ -1,6 +1,7 @@
 // The live cloud on a canvas: a producer thread streams patches while frames are drawn, and
 // what comes back after the scan equals what was sent.
 #include "canvas3d_view.h"
+#include "failing_whole_buffer.h"
 #include "gl_test_support.h"
 #include "incremental_update/incre_point_geomtry_apple.h"
 #include "orvane_operations.h"
@@ -42,9 +43,11 @@ class LiveCloudTest : public ::testing::Test
 protected:
     void SetUp() override { ASSERT_TRUE(w.show()); }
 
-    void start(bool rigid, bool withColor = true, bool basicLighting = true)
+    // `made`, when given, is the cloud to start; it must match `withColor`.
+    void start(bool rigid, bool withColor = true, bool basicLighting = true,
+               IncrePointGeometryApple* made = nullptr)
     {
-        cloud = new IncrePointGeometryApple(withColor, false, basicLighting);
+        cloud = made ? made : new IncrePointGeometryApple(withColor, false, basicLighting);
         ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
             cloud->initDrawCall();
             cloud->setIsRigidScan(rigid);
@@ -122,6 +125,18 @@ protected:
     osg::ref_ptr<IncrePointGeometryApple> cloud;
 };
 
+// A cloud whose whole-cloud buffers can be made to fail their growth.
+class CloudWithFailingBuffers : public IncrePointGeometryApple
+{
+public:
+    CloudWithFailingBuffers() : IncrePointGeometryApple(false, false, true) {}
+    std::shared_ptr<OrvaneTest::FailingWholeBuffer> buffers =
+        std::make_shared<OrvaneTest::FailingWholeBuffer>();
+
+protected:
+    std::shared_ptr<IncrePtDataWholeBuffer> createWholeDataBuffer() override { return buffers; }
+};
+
 } // namespace
 
 TEST_F(LiveCloudTest, RigidScanStreamedFromAThreadComesBackExactly)
@@ -170,6 +185,40 @@ TEST_F(LiveCloudTest, GrowthKeepsTheCloudAndAPausedScanResumesWithItsCapacity)
     EXPECT_EQ(capacity(), grown);
     ASSERT_TRUE(end());
     positions = dynamic_cast<osg::Vec3Array*>(cloud->getVertexAttribArray(0));
+    EXPECT_EQ((*positions)[far], (*makePatch(far, 1, false)->vertArr)[0]);
+}
+
+TEST_F(LiveCloudTest, FailedGrowthKeepsThePatchesAndTheCloudForTheNextFrame)
+{
+    osg::ref_ptr<CloudWithFailingBuffers> failing = new CloudWithFailingBuffers;
+    start(true, false, true, failing.get());
+    stream(2, 100, false, true);
+    const qint64 before = capacity();
+
+    OrvaneTest::LogCapture log;
+    failing->buffers->failAlways = true;
+    const int far = static_cast<int>(before) + 100;
+    cloud->setWholeSize(static_cast<uint32_t>(far + 1));
+    cloud->setPatchVertexSize(1);
+    cloud->addIncreasePatchData(makePatch(far, 1, false));
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(w.run(nullptr));
+    EXPECT_EQ(log.count("whole point buffer resize failed; skip update and draw available points"),
+              1)
+        << "once, though tried each frame";
+    EXPECT_EQ(cloud->queuedPatchCount(), 1u) << "the patch waits for room";
+    EXPECT_EQ(capacity(), before);
+    EXPECT_EQ(log.count("draw point count is limited by buffer capacity"), 1)
+        << "the points that fit are still drawn";
+
+    failing->buffers->failAlways = false;
+    w.item()->frame();
+    ASSERT_TRUE(waitUntil([&] { return cloud->queuedPatchCount() == 0; }, 30000));
+    EXPECT_GT(capacity(), before);
+    ASSERT_TRUE(end());
+    auto* positions = dynamic_cast<osg::Vec3Array*>(cloud->getVertexAttribArray(0));
+    ASSERT_EQ(static_cast<int>(positions->size()), far + 1);
+    EXPECT_EQ((*positions)[199], (*makePatch(199, 1, false)->vertArr)[0]);
     EXPECT_EQ((*positions)[far], (*makePatch(far, 1, false)->vertArr)[0]);
 }
 

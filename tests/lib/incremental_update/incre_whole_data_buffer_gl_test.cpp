@@ -1,4 +1,5 @@
 // The whole-cloud buffers on a real context: growth policy, parking, restoring, read-back.
+#include "failing_whole_buffer.h"
 #include "gl_test_support.h"
 #include "incremental_update/incre_whole_data_buffer.h"
 
@@ -188,4 +189,42 @@ TEST_F(WholeBufferTest, WholeUpdateChecksItsArraysAndGrowsToFit)
     EXPECT_TRUE(buffer->wholeUpdate(ramp(5, 3.0f), ramp(5, 0), ramp(5, 0), nullptr));
     EXPECT_TRUE(log.contains("dataPtr is null, bufIndex: 3"));
     EXPECT_FLOAT_EQ(fetch(WDBI_Position, 5)[12], 7.0f);
+}
+
+TEST_F(WholeBufferTest, FailedGrowthKeepsTheOldBuffersAndTheirData)
+{
+    auto failing = std::make_shared<OrvaneTest::FailingWholeBuffer>();
+    buffer = failing;
+    ASSERT_TRUE(buffer->init(true, gl));
+    ASSERT_TRUE(buffer->wholeUpdate(ramp(100, 1.0f), ramp(100, 0), ramp(100, 5.0f), nullptr));
+    GLuint before[WDBI_AttribBufNum];
+    for (int index = 0; index < WDBI_AttribBufNum; ++index)
+        before[index] = buffer->getBuf(index);
+    const qint64 capacity = buffer->capacity();
+
+    // The third of the four new buffers can't be had.
+    failing->failAt = failing->allocations + 2;
+    const size_t firstNew = failing->asked.size();
+    OrvaneTest::LogCapture log;
+    EXPECT_EQ(buffer->autoResizeByVertNum(true, static_cast<uint>(capacity), 10), RR_Failed);
+    EXPECT_TRUE(
+        log.contains("temporary buffer initialization allocation failed, new vertex count:"));
+    for (int index = 0; index < WDBI_AttribBufNum; ++index)
+        EXPECT_EQ(buffer->getBuf(index), before[index]) << index;
+    EXPECT_EQ(buffer->capacity(), capacity);
+    ASSERT_EQ(failing->asked.size(), firstNew + 3);
+    for (size_t i = firstNew; i < failing->asked.size(); ++i)
+        EXPECT_FALSE(gl->glIsBuffer(failing->asked[i])) << "temporary " << i << " freed";
+    const std::vector<float> positions = fetch(WDBI_Position, 100);
+    const std::vector<float> colours = fetch(WDBI_Color, 100);
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_FLOAT_EQ(positions[i * 3], 1.0f + i) << i;
+        EXPECT_FLOAT_EQ(colours[i * 3], 5.0f + i) << i;
+    }
+
+    // The same request succeeds once memory is there again, with the data carried over.
+    failing->failAt = -1;
+    EXPECT_EQ(buffer->autoResizeByVertNum(true, static_cast<uint>(capacity), 10), RR_Resized);
+    EXPECT_GT(buffer->capacity(), capacity);
+    EXPECT_FLOAT_EQ(fetch(WDBI_Position, 100)[99 * 3], 100.0f);
 }

@@ -1,0 +1,82 @@
+#version 410 core
+// Textured points: the light sums come from here, the colour from the fragment stage. A
+// negative state has no effect in this program.
+layout(location = 0) in vec3 vPosition;
+layout(location = 1) in vec3 vNormal;
+layout(location = 3) in vec2 vTexCoord;
+layout(location = 4) in int vFlag;
+
+uniform mat4 osg_ModelViewMatrix;
+uniform mat4 osg_ProjectionMatrix;
+uniform mat3 osg_NormalMatrix;
+
+uniform vec3 lightDirection = vec3(0.0, 0.0, 1.0);
+uniform vec4 lightParam = vec4(0.5, 0.5, 0.15, 128.0);
+uniform vec3 light1Direction = vec3(0.11162, 0.66604, 0.63302);
+uniform vec4 light1Param = vec4(0.0, 0.0, 0.0, 1.0);
+uniform vec3 light2Direction = vec3(-0.045, -0.96593, 0.25489);
+uniform vec4 light2Param = vec4(0.0, 0.0, 0.0, 1.0);
+uniform vec3 light3Direction = vec3(0.93969, 0.0, -0.34202);
+uniform vec4 light3Param = vec4(0.0, 0.0, 0.0, 1.0);
+uniform vec3 light4Direction = vec3(-0.93969, 0.0, -0.34202);
+uniform vec4 light4Param = vec4(0.0, 0.0, 0.0, 1.0);
+uniform vec3 lightBkDirection = vec3(0.0, 0.0, 1.0);
+uniform vec4 lightBkParam = vec4(0.5, 0.5, 0.0, 1.0);
+uniform bool specularSeparate = false;
+uniform float pointSize = 3.0;
+uniform bool useFixedSize = false;
+uniform float pointDis = 0.2;
+uniform float ufPointSizeVariable = 0.2;
+uniform float ufMaxPointSize = 100.0;
+// x, y, width, height in pixels; published by the view.
+uniform vec4 viewport;
+
+// (ambient, diffuse, specular) sums of the side that faces the eye.
+out vec3 lightIntensity;
+out vec2 texCoord;
+flat out float state;
+out vec3 normal;
+
+// Grows as the camera nears, so that a surface of points stays closed. No lower bound: an
+// orthographic view gets a negative size and is expected to use the fixed size.
+float pointSizeAt(float eyeZ)
+{
+    if (useFixedSize)
+        return pointSize;
+    float denominator = osg_ProjectionMatrix[2][3] == -1.0 ? eyeZ : 1.0;
+    float size = ceil(-(pointDis * osg_ProjectionMatrix[1][1] / denominator) * viewport.z *
+                      ufPointSizeVariable);
+    return min(size, ufMaxPointSize);
+}
+
+// Returns (ambient, diffuse, specular) for one light; P is the unit eye-space position.
+vec3 calcDirLight(vec3 L, vec4 param, vec3 N, vec3 P)
+{
+    float diff = max(0.0, dot(L, N)) * param.y;
+    vec3 R = reflect(-L, N);
+    float specular = pow(max(dot(-P, R), 0.0), max(1.0, param.w)) * param.z;
+    return vec3(param.x, diff, specular);
+}
+
+vec3 calcMultiLight(vec3 N, vec3 P)
+{
+    return calcDirLight(lightDirection, lightParam, N, P) +
+           calcDirLight(light1Direction, light1Param, N, P) +
+           calcDirLight(light2Direction, light2Param, N, P) +
+           calcDirLight(light3Direction, light3Param, N, P) +
+           calcDirLight(light4Direction, light4Param, N, P);
+}
+
+void main()
+{
+    vec4 eye = osg_ModelViewMatrix * vec4(vPosition, 1.0);
+    gl_Position = osg_ProjectionMatrix * eye;
+    gl_PointSize = pointSizeAt(eye.z);
+    vec3 N = osg_NormalMatrix * vNormal;
+    vec3 P = normalize(eye.xyz);
+    lightIntensity =
+        N.z > 0.0 ? calcMultiLight(N, P) : calcDirLight(lightBkDirection, lightBkParam, -N, P);
+    texCoord = vTexCoord;
+    state = float(vFlag);
+    normal = N;
+}
