@@ -377,7 +377,11 @@ osg::MatrixTransform* Point::create(osg::Array* vertices, osg::Array* normals, o
 {
     osg::Geometry* geometry =
         createCheckedGeometry(vertices, normals, colors, ColorSlot, true, nullptr, GL_POINTS);
-    return geometry ? createChain(geometry) : nullptr;
+    if (!geometry)
+        return nullptr;
+    // Points on one spot have a bound of radius 0, which small-feature culling would drop.
+    geometry->setCullingActive(false);
+    return createChain(geometry);
 }
 
 } // namespace Orvane

@@ -76,9 +76,6 @@ protected:
             colours.empty() ? nullptr : new osg::Vec3Array(colours.begin(), colours.end());
         osg::ref_ptr<osg::MatrixTransform> points = Point::create(v.get(), n.get(), c.get());
         EXPECT_TRUE(points);
-        // Points on one spot have a bound of radius 0, which small-feature culling drops.
-        DrawableBase::asGeometry(points.get())
-            ->setInitialBound(osg::BoundingBox(-1.0f, -1.0f, -1.0f, 1.0f, 1.0f, 1.0f));
         osg::Program* shader = OrvaneSingleton::instance()->getShaderMgr()->getShader(program);
         EXPECT_TRUE(shader);
         points->getOrCreateStateSet()->setAttributeAndModes(shader);
