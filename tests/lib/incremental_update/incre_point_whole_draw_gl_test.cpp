@@ -186,8 +186,9 @@ TEST_F(WholeCloudDrawTest, ANonRigidPointIsMovedByTheMatrixOfItsFrame)
 {
     start(false);
     osg::Matrixf moved = osg::Matrixf::translate(-2.0f, 0.0f, 1.0f);
+    const osg::Matrixf unit;
     std::array<float, 16> identity, translation;
-    std::copy(osg::Matrixf().ptr(), osg::Matrixf().ptr() + 16, identity.begin());
+    std::copy(unit.ptr(), unit.ptr() + 16, identity.begin());
     std::copy(moved.ptr(), moved.ptr() + 16, translation.begin());
     cloud->setFrameMatrix({identity, translation});
     // Both stored at the same frame-local place; the second belongs to frame 1.
