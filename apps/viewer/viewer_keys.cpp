@@ -2,9 +2,32 @@
 
 #include "camera_ctrl/customize_manipulator.h"
 #include "camera_operations.h"
+#include "canvas3d_shadermanager.h"
 #include "canvas3d_view.h"
+#include "orvane_operations.h"
+#include "orvane_singleton.h"
 
 using namespace Vorna::Orvane;
+
+namespace {
+
+// The built-in torus between the classic rig and the material model.
+void toggleMaterialLighting(osg::Group* model)
+{
+    ShaderManager* shaders = OrvaneSingleton::instance()->getShaderMgr();
+    osg::Program* classic = shaders->getShader("editmeshcolor");
+    osg::Program* material = shaders->getShader("editmeshcolor_material");
+    for (unsigned int i = 0; model && i < model->getNumChildren(); ++i) {
+        osg::Node* node = model->getChild(i);
+        if (node->getName() != "builtin torus")
+            continue;
+        osg::StateSet* ss = node->getOrCreateStateSet();
+        const bool isClassic = ss->getAttribute(osg::StateAttribute::PROGRAM) == classic;
+        ss->setAttributeAndModes(isClassic ? material : classic);
+    }
+}
+
+} // namespace
 
 bool ViewerKeys::handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAdapter& aa)
 {
@@ -31,6 +54,11 @@ bool ViewerKeys::handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAdapte
         const bool perspective =
             manipulator->getManipulatorType() == CustomizeManipulator::Perspective;
         info->canvas->addOperation(new SetViewProjectionType(perspective ? 1 : 0, view));
+        return true;
+    }
+    if (key == 'm') {
+        info->canvas->addOperation(new LambdaOperation(
+            [view](RenderInfo&) { toggleMaterialLighting(ViewMgr::getModel(view)); }));
         return true;
     }
     return false;
