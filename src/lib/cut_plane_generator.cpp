@@ -85,8 +85,9 @@ osg::Geode* CutPlaneGenerator::createLine()
     geometry->setUseVertexBufferObjects(true);
     geometry->setUseVertexArrayObject(true);
     geometry->setVertexArray(new osg::Vec3Array(m_corners, m_corners + 4));
-    geometry->setVertexAttribArray(3, new osg::Vec4Array(4, &m_lineColor),
-                                   osg::Array::BIND_PER_VERTEX);
+    auto* colors = new osg::Vec4Array;
+    colors->assign(4, m_lineColor);
+    geometry->setVertexAttribArray(3, colors, osg::Array::BIND_PER_VERTEX);
     geometry->addPrimitiveSet(new osg::DrawArrays(GL_LINE_LOOP, 0, 4));
     auto* geode = new osg::Geode;
     geode->addDrawable(geometry);

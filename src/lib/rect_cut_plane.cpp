@@ -203,8 +203,9 @@ osg::Node* RectCutPlane::createLine()
         LineGeomMaker::addLinePoint(line, m_corners[i]);
     LineGeomMaker::setWidth(line, 3.0f);
     // The line program reads its colour on slot 3.
-    line->setVertexAttribArray(3, new osg::Vec4Array(4, &m_arrowNormalColor),
-                               osg::Array::BIND_PER_VERTEX);
+    auto* colors = new osg::Vec4Array;
+    colors->assign(4, m_arrowNormalColor);
+    line->setVertexAttribArray(3, colors, osg::Array::BIND_PER_VERTEX);
     auto* geode = new osg::Geode;
     geode->addDrawable(line);
     geode->getOrCreateStateSet()->setAttributeAndModes(
@@ -259,9 +260,11 @@ void RectCutPlane::setupDefaultGeometry()
     m_translateDragger->addChild(m_plane.get());
     m_translateDragger->addChild(m_line.get());
     m_translateDragger->addChild(m_arrow.get());
+    m_sphereHolder = new osg::MatrixTransform;
+    m_rotateDragger->addChild(m_sphereHolder.get());
     for (int i = 0; i < 4; ++i) {
         m_spheres[i] = createDragSphere(i);
-        m_rotateDragger->addChild(m_spheres[i].get());
+        m_sphereHolder->addChild(m_spheres[i].get());
     }
     if (!containsNode(m_translateDragger.get()))
         addChild(m_translateDragger.get());
@@ -440,7 +443,10 @@ void RectCutPlane::aimRotateDragger(int sphere)
     osg::Vec3f axis = osg::Vec3f(0, 0, 1) ^ diagonal;
     osg::Quat aim;
     aim.makeRotate(osg::Vec3f(0, 0, 1), axis);
-    m_rotateDragger->setMatrix(osg::Matrix::rotate(aim) * osg::Matrix::translate(m_center));
+    const osg::Matrix aimed = osg::Matrix::rotate(aim) * osg::Matrix::translate(m_center);
+    m_rotateDragger->setMatrix(aimed);
+    // The spheres stay at the corners whichever way the dragger is aimed.
+    m_sphereHolder->setMatrix(osg::Matrix::inverse(aimed));
     // The corner sits on the cylinder: the turn follows the pointer at the corner.
     m_rotateDragger->projector()->setCylinder(
         new osg::Cylinder(osg::Vec3f(), reach > 0.0f ? reach : 1.0f, 1.0f));

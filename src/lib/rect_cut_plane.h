@@ -6,6 +6,7 @@
 #include <atomic>
 #include <osg/BoundingBox>
 #include <osg/Geode>
+#include <osg/MatrixTransform>
 #include <osg/Uniform>
 #include <osgGA/GUIActionAdapter>
 #include <osgGA/GUIEventAdapter>
@@ -112,6 +113,8 @@ private:
 
     osg::ref_ptr<osgManipulator::Translate1DDragger> m_translateDragger;
     osg::ref_ptr<RectCutPlaneRotateDragger> m_rotateDragger;
+    // Undoes the turning dragger's aim, under which the spheres hang.
+    osg::ref_ptr<osg::MatrixTransform> m_sphereHolder;
     osg::ref_ptr<osg::Node> m_spheres[4];
     osg::ref_ptr<osg::Node> m_arrow;
     osg::ref_ptr<osg::Node> m_line;
