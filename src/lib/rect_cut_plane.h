@@ -1,5 +1,6 @@
 #pragma once
 
+#include "orvane_metatypes.h"
 #include "rect_cut_plane_rotate_dragger.h"
 
 #include <QObject>

@@ -222,6 +222,10 @@ TEST_F(RectCutPlaneDrawTest, DraggingACornerTurnsThePlane)
     QObject::connect(m_plane.get(), &RectCutPlane::endDragging, [&](int type) { ended = type; });
     QObject::connect(m_plane.get(), &RectCutPlane::draggingChanged,
                      [&](bool on) { ++(on ? draggingOn : draggingOff); });
+    // Emitted on the render thread; a receiver on the GUI thread gets the matrix queued.
+    osg::Matrix received;
+    QObject::connect(m_plane.get(), &RectCutPlane::matrixChanged, m_window->window(),
+                     [&](osg::Matrix matrix) { received = matrix; });
 
     const Probe aboveRight = probe(0.8f, 0.15f), belowLeft = probe(-0.8f, -0.15f);
     QImage image = frames();
@@ -236,10 +240,14 @@ TEST_F(RectCutPlaneDrawTest, DraggingACornerTurnsThePlane)
     EXPECT_EQ(ended.load(), int(RectCutPlane::RotateDrag));
     EXPECT_EQ(draggingOn.load(), 1);
     EXPECT_EQ(draggingOff.load(), 1);
+    EXPECT_TRUE(waitUntil([&] { return !received.isIdentity(); }));
 
     const osg::Vec3f direction = uniformVec3("direction");
     EXPECT_LT(direction.x(), -0.2f) << direction.x() << ", " << direction.y();
     EXPECT_NEAR(direction.length(), 1.0f, 1e-4f);
+    // The last matrix signalled turns the plane's z onto the published direction.
+    const osg::Vec3d signalled = osg::Matrix::transform3x3(osg::Vec3d(0, 0, 1), received);
+    EXPECT_NEAR((signalled - osg::Vec3d(direction)).length(), 0.0, 1e-4);
     EXPECT_LT(uniformVec3("center").length(), 1e-4f);
 
     image = frames();
@@ -295,6 +303,25 @@ TEST_F(RectCutPlaneDrawTest, HoverHighlightsTheSphereUnderThePointer)
     }));
     EXPECT_EQ(front, osg::Vec4f(0.24313726f, 1.0f, 0.4745098f, 1.0f));
     EXPECT_EQ(other, osg::Vec4f(0.007843138f, 0.53333336f, 0.9411765f, 1.0f));
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(RectCutPlaneDrawTest, DoubleClickIsReportedOnce)
+{
+    buildScene();
+    frames();
+    OrvaneTest::LogCapture log;
+    std::atomic<int> clicks{0};
+    QObject::connect(m_plane.get(), &RectCutPlane::doubleClicked, [&] { ++clicks; });
+    QTest::mouseDClick(m_window->window(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 20));
+    frames(3);
+    EXPECT_EQ(clicks.load(), 1);
+    EXPECT_EQ(log.count("cutPlane dragger is double clicked"), 1);
+    // A press far from the plane moves nothing.
+    EXPECT_LT(uniformVec3("center").length(), 1e-6f);
 }
 
 } // namespace
