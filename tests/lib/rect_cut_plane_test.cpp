@@ -177,3 +177,66 @@ TEST(RectCutPlaneTest, EventsWithoutAViewAreIgnored)
     EXPECT_FALSE(plane->handle(*drag, adapter));
     EXPECT_EQ(plane->getMatrix(), before);
 }
+
+namespace {
+
+// The projector with its cylinder taken away, as a broken setup would leave it.
+struct ProjectorWithoutCylinder : RectCutPlaneSpace::MyProjector {
+    ProjectorWithoutCylinder() : MyProjector(70.0) { _cylinder = nullptr; }
+};
+
+} // namespace
+
+TEST(RectCutPlaneProjectorTest, MissingCylinderWarnsAndFails)
+{
+    LogCapture log;
+    osg::ref_ptr<ProjectorWithoutCylinder> projector = new ProjectorWithoutCylinder;
+    osgManipulator::PointerInfo pointer;
+    osg::Vec3d point;
+    EXPECT_FALSE(projector->project(pointer, point));
+    EXPECT_TRUE(log.contains("Warning: Invalid cylinder. CylinderProjector::project() failed."));
+}
+
+TEST(RectCutPlaneProjectorTest, TurnsAcrossTheAxisWithinTheAngle)
+{
+    osg::ref_ptr<osg::Cylinder> cylinder = new osg::Cylinder(osg::Vec3f(), 1.0f, 1.0f);
+    const double sine = std::sin(osg::DegreesToRadians(70.0));
+    osg::Vec3d start, end;
+    bool parallel = true;
+    auto planeFor = [&](double degreesFromAxis) {
+        const double a = osg::DegreesToRadians(degreesFromAxis);
+        const osg::Vec3d eye(std::sin(a), 0.0, -std::cos(a));
+        return RectCutPlaneSpace::computeIntersectionPlane(eye, osg::Matrix(), osg::Vec3d(0, 0, 1),
+                                                           *cylinder, start, end, parallel, sine);
+    };
+    // Looking along the axis, and still at 60 degrees from it: the plane across the axis.
+    for (double degrees : {0.0, 60.0}) {
+        const osg::Plane plane = planeFor(degrees);
+        EXPECT_FALSE(parallel) << degrees;
+        EXPECT_NEAR(std::fabs(plane.getNormal().z()), 1.0, 1e-9) << degrees;
+    }
+    // Beyond 70 degrees: the plane through the axis, facing the eye.
+    const osg::Plane side = planeFor(85.0);
+    EXPECT_TRUE(parallel);
+    EXPECT_NEAR(side.getNormal().z(), 0.0, 1e-9);
+    EXPECT_NEAR(std::fabs(side.getNormal().x()), 1.0, 1e-9);
+    EXPECT_EQ(end - start, osg::Vec3d(0, 0, 1));
+}
+
+TEST(RectCutPlaneProjectorTest, LineHelpers)
+{
+    osg::Vec3d hit;
+    EXPECT_TRUE(RectCutPlaneSpace::getPlaneLineIntersection(
+        osg::Vec4d(0, 0, 1, -2), osg::Vec3d(1, 1, 0), osg::Vec3d(1, 1, 4), hit));
+    EXPECT_EQ(hit, osg::Vec3d(1, 1, 2));
+    // Parallel to the plane: no point.
+    EXPECT_FALSE(RectCutPlaneSpace::getPlaneLineIntersection(
+        osg::Vec4d(0, 0, 1, -2), osg::Vec3d(0, 0, 0), osg::Vec3d(1, 0, 0), hit));
+    EXPECT_EQ(RectCutPlaneSpace::computeClosestPointOnLine(osg::Vec3d(0, 0, 0), osg::Vec3d(2, 0, 0),
+                                                           osg::Vec3d(1, 5, 3)),
+              osg::Vec3d(1, 0, 0));
+    // A frame turned a quarter about z sees the world's x as its -y.
+    const osg::Vec3d local = RectCutPlaneSpace::getLocalEyeDirection(
+        osg::Vec3d(1, 0, 0), osg::Matrix::rotate(osg::PI_2, osg::Vec3d(0, 0, 1)));
+    EXPECT_NEAR(local.y(), -1.0, 1e-9);
+}
