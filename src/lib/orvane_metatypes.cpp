@@ -16,6 +16,9 @@ void registerMetaTypes()
     qRegisterMetaType<osg::Vec2f>("osg::Vec2f");
     qRegisterMetaType<osg::Vec3f>("osg::Vec3f");
     qRegisterMetaType<osg::Vec4f>("osg::Vec4f");
+    // Dragger signals spell it osg::Matrix.
+    qRegisterMetaType<osg::Matrixd>("osg::Matrix");
+    qRegisterMetaType<osg::Matrixd>("osg::Matrixd");
     qRegisterMetaType<RefGroup>("Vorna::Orvane::RefGroup");
     qRegisterMetaType<RefNode>("Vorna::Orvane::RefNode");
     qRegisterMetaType<RefMT>("Vorna::Orvane::RefMT");

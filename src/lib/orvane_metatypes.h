@@ -7,6 +7,7 @@
 #include <osg/Group>
 #include <osg/Image>
 #include <osg/MatrixTransform>
+#include <osg/Matrixd>
 #include <osg/OperationThread>
 #include <osg/PrimitiveSet>
 #include <osgViewer/View>
@@ -40,6 +41,7 @@ Q_DECLARE_METATYPE(osg::DrawElementsUInt*)
 Q_DECLARE_METATYPE(osg::Vec2f)
 Q_DECLARE_METATYPE(osg::Vec3f)
 Q_DECLARE_METATYPE(osg::Vec4f)
+Q_DECLARE_METATYPE(osg::Matrixd)
 Q_DECLARE_METATYPE(Vorna::Orvane::RefGroup)
 Q_DECLARE_METATYPE(Vorna::Orvane::RefNode)
 Q_DECLARE_METATYPE(Vorna::Orvane::RefMT)

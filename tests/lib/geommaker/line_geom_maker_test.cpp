@@ -1,10 +1,13 @@
 // Small geometry makers: what they build, checked on the arrays and primitives.
+#include "geommaker/circle_geom_maker.h"
 #include "geommaker/invalid_bounds.h"
 #include "geommaker/line_geom_maker.h"
+#include "geommaker/sphere_geom_maker.h"
 
 #include <gtest/gtest.h>
 #include <osg/Geode>
 #include <osg/LineWidth>
+#include <osg/ShapeDrawable>
 
 using namespace Vorna::Orvane;
 
@@ -75,4 +78,19 @@ TEST(InvalidBoundsTest, CallbacksKeepNodesOutOfBounds)
     drawable->setComputeBoundingBoxCallback(new InvalidComputeBoundingBox);
     drawable->dirtyBound();
     EXPECT_FALSE(drawable->getBoundingBox().valid());
+}
+
+TEST(SphereGeomMakerTest, RedShapeRecolouredInPlace)
+{
+    osg::ref_ptr<osg::Geometry> sphere =
+        SphereGeomMaker::createSphereGeometry(osg::Vec3f(1, 2, 3), 0.5f);
+    auto* shape = dynamic_cast<osg::ShapeDrawable*>(sphere.get());
+    ASSERT_NE(shape, nullptr);
+    EXPECT_EQ(shape->getColor(), osg::Vec4(1, 0, 0, 1));
+    EXPECT_TRUE(shape->getUseVertexArrayObject());
+    const osg::BoundingBox box = sphere->getBoundingBox();
+    EXPECT_NEAR(box.center().y(), 2.0f, 1e-4f);
+    EXPECT_NEAR(box.xMax() - box.xMin(), 1.0f, 1e-3f);
+    SphereGeomMaker::setColor(sphere.get(), osg::Vec4f(0, 0, 1, 1));
+    EXPECT_EQ(shape->getColor(), osg::Vec4(0, 0, 1, 1));
 }
