@@ -168,7 +168,9 @@ TEST_F(WholeCloudDrawTest, UnderACutPlanePointsTakeTheRowOfSelectIndex)
     EXPECT_EQ(settle(litPixels, 4 * kPointPixels), 4 * kPointPixels);
     EXPECT_EQ(redPixels(w.grab()), 0) << "no plane yet: no point shows row 3";
 
-    RectCutPlane plane;
+    // The cloud asks only whether a plane exists; the uniforms above say where it cuts.
+    osg::ref_ptr<RectCutPlane> plane =
+        new RectCutPlane(osg::BoundingBox(-2.0f, -2.0f, -0.5f, 2.0f, 2.0f, 0.5f), 3.0f);
     ASSERT_TRUE(RectCutPlane::hasRectCutPlane());
     // Nothing in the scene changed: ask for a frame that sees the plane.
     ASSERT_TRUE(w.run(nullptr));
