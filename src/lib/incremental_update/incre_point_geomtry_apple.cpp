@@ -810,31 +810,49 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
     struct Tally {
         int invalid = 0, lastInvalid = 0, tooLarge = 0, lastTooLarge = 0;
     };
+    // Writes entries [i, i + count) of the patch, whose ids run consecutively from ids[i].
+    const auto write = [&](size_t i, size_t count) {
+        const qint64 vid = ids[i];
+        std::memcpy(data.position + 3 * vid, v[i].ptr(), 12 * count);
+        std::memcpy(data.normal + 3 * vid, nrm[i].ptr(), 12 * count);
+        if (data.hasColor)
+            std::memcpy(data.color + 3 * vid, (*patch->clrArr)[i].ptr(), 12 * count);
+        // A patch without states clears the states of what it touches.
+        if (data.state) {
+            if (data.hasState)
+                std::memcpy(data.state + vid, &(*patch->stateArr)[i], count);
+            else
+                std::memset(data.state + vid, 0, count);
+        }
+        if (data.hasFrameId)
+            std::memcpy(data.frameId + vid, &patch->patchFrameIdData[i], 4 * count);
+    };
     const auto scatter = [&](qint64 firstId, qint64 endId, Tally& tally) {
-        for (size_t i = 0; i < ids.size(); ++i) {
+        const qint64 last = std::min(endId, bufferVertexCount);
+        for (size_t i = 0; i < ids.size();) {
             const int vid = ids[i];
-            if (vid < firstId || vid >= endId)
+            if (vid < firstId || vid >= endId) {
+                ++i;
                 continue;
+            }
             if (vid < 0) {
                 ++tally.invalid;
                 tally.lastInvalid = vid;
+                ++i;
                 continue;
             }
             if (vid >= bufferVertexCount) {
                 ++tally.tooLarge;
                 tally.lastTooLarge = vid;
+                ++i;
                 continue;
             }
-            std::memcpy(data.position + 3 * static_cast<qint64>(vid), v[i].ptr(), 12);
-            std::memcpy(data.normal + 3 * static_cast<qint64>(vid), nrm[i].ptr(), 12);
-            if (data.hasColor)
-                std::memcpy(data.color + 3 * static_cast<qint64>(vid), (*patch->clrArr)[i].ptr(),
-                            12);
-            // A patch without states clears the states of what it touches.
-            if (data.state)
-                data.state[vid] = data.hasState ? (*patch->stateArr)[i] : 0;
-            if (data.hasFrameId)
-                data.frameId[vid] = patch->patchFrameIdData[i];
+            // A growing scan sends runs of new ids: one copy an array for the whole run.
+            size_t j = i + 1;
+            while (j < ids.size() && ids[j] == ids[j - 1] + 1 && ids[j] < last)
+                ++j;
+            write(i, j - i);
+            i = j;
         }
     };
     constexpr qint64 kAll = std::numeric_limits<qint64>::max();

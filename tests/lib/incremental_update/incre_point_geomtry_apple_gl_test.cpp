@@ -241,6 +241,63 @@ TEST_F(LiveCloudTest, BadIdsAreDroppedPointByPointWithOneWarning)
     EXPECT_EQ((*positions)[3], osg::Vec3());
 }
 
+TEST_F(LiveCloudTest, RunsRepeatsAndBadIdsInOneLargePatchLandInPatchOrder)
+{
+    // Large enough to be written by two threads: a run of new ids, scattered rewrites of them,
+    // a second run broken by two bad ids, and a repeat whose later entry must win.
+    constexpr int kCount = 40000, kCloud = 30000;
+    std::vector<int> ids(kCount);
+    for (int i = 0; i < kCount; ++i) {
+        if (i < 20000)
+            ids[i] = i;
+        else if (i < 30000)
+            ids[i] = (i * 7919) % 20000;
+        else
+            ids[i] = 20000 + (i - 30000);
+    }
+    ids[35000] = -5;
+    ids[36000] = 2000000000;
+    ids[kCount - 1] = 20000;
+    auto patch = std::make_shared<IncrePatchData>();
+    patch->vertArr = new osg::Vec3Array;
+    patch->normArr = new osg::Vec3Array;
+    patch->stateArr = new osg::ByteArray;
+    for (int i = 0; i < kCount; ++i) {
+        // Each entry tells itself apart by its position.
+        patch->vertArr->push_back(osg::Vec3(static_cast<float>(i), 1.0f, 0.5f));
+        patch->normArr->push_back(osg::Vec3(0, -1, 0));
+        patch->stateArr->push_back(static_cast<GLbyte>(1 + i % 3));
+    }
+    patch->patchIdData = ids;
+    std::vector<int> winner(kCloud, -1);
+    for (int i = 0; i < kCount; ++i)
+        if (ids[i] >= 0 && ids[i] < kCloud)
+            winner[ids[i]] = i;
+
+    start(true, false);
+    OrvaneTest::LogCapture log;
+    cloud->setWholeSize(kCloud);
+    cloud->setPatchVertexSize(kCount);
+    cloud->addIncreasePatchData(patch);
+    w.item()->frame();
+    ASSERT_TRUE(waitUntil([&] { return cloud->queuedPatchCount() == 0; }));
+    EXPECT_EQ(log.count("patch contains invalid vertex ids"), 1);
+    ASSERT_TRUE(end());
+    auto* positions = dynamic_cast<osg::Vec3Array*>(cloud->getVertexAttribArray(0));
+    auto* states = dynamic_cast<osg::ByteArray*>(cloud->getVertexAttribArray(4));
+    ASSERT_TRUE(positions && states);
+    ASSERT_EQ(static_cast<int>(positions->size()), kCloud);
+    for (int id = 0; id < kCloud; ++id) {
+        // The ids the bad entries displaced are never written.
+        if (winner[id] < 0) {
+            ASSERT_EQ((*positions)[id], osg::Vec3()) << id;
+            continue;
+        }
+        ASSERT_EQ((*positions)[id].x(), static_cast<float>(winner[id])) << id;
+        ASSERT_EQ((*states)[id], 1 + winner[id] % 3) << id;
+    }
+}
+
 TEST_F(LiveCloudTest, MismatchedPatchesAreDroppedAndTheOthersLand)
 {
     start(true, false);
