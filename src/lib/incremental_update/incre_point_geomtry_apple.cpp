@@ -810,14 +810,26 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
     struct Tally {
         int invalid = 0, lastInvalid = 0, tooLarge = 0, lastTooLarge = 0;
     };
-    // Writes entries [i, i + count) of the patch, whose ids run consecutively from ids[i].
-    const auto write = [&](size_t i, size_t count) {
+    // One entry: fixed sizes, so the copies stay inline moves.
+    const auto writeOne = [&](size_t i) {
+        const qint64 vid = ids[i];
+        std::memcpy(data.position + 3 * vid, v[i].ptr(), 12);
+        std::memcpy(data.normal + 3 * vid, nrm[i].ptr(), 12);
+        if (data.hasColor)
+            std::memcpy(data.color + 3 * vid, (*patch->clrArr)[i].ptr(), 12);
+        // A patch without states clears the states of what it touches.
+        if (data.state)
+            data.state[vid] = data.hasState ? (*patch->stateArr)[i] : 0;
+        if (data.hasFrameId)
+            data.frameId[vid] = patch->patchFrameIdData[i];
+    };
+    // Entries [i, i + count) of the patch, whose ids run consecutively from ids[i].
+    const auto writeRun = [&](size_t i, size_t count) {
         const qint64 vid = ids[i];
         std::memcpy(data.position + 3 * vid, v[i].ptr(), 12 * count);
         std::memcpy(data.normal + 3 * vid, nrm[i].ptr(), 12 * count);
         if (data.hasColor)
             std::memcpy(data.color + 3 * vid, (*patch->clrArr)[i].ptr(), 12 * count);
-        // A patch without states clears the states of what it touches.
         if (data.state) {
             if (data.hasState)
                 std::memcpy(data.state + vid, &(*patch->stateArr)[i], count);
@@ -851,7 +863,10 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
             size_t j = i + 1;
             while (j < ids.size() && ids[j] == ids[j - 1] + 1 && ids[j] < last)
                 ++j;
-            write(i, j - i);
+            if (j - i == 1)
+                writeOne(i);
+            else
+                writeRun(i, j - i);
             i = j;
         }
     };
