@@ -3,6 +3,7 @@
 #include "canvas3d_item.h"
 #include "canvas3d_shadermanager.h"
 #include "canvas3d_view.h"
+#include "fixed_camera_canvas.h"
 #include "gl_test_support.h"
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
@@ -22,16 +23,17 @@
 
 using namespace Vorna::Orvane;
 using OrvaneTest::CanvasWindow;
-using OrvaneTest::waitUntil;
+using OrvaneTest::describe;
+using OrvaneTest::dirLight;
+using OrvaneTest::Probe;
+using OrvaneTest::probe;
+using OrvaneTest::reflect;
+using OrvaneTest::toColor;
 
 namespace {
 
 // 8-bit quantisation of the framebuffer plus float rounding in llvmpipe.
 constexpr int kTolerance = 2;
-
-constexpr double kFovY = 30.0;
-constexpr double kEyeDistance = 5.0;
-constexpr double kAspect = double(CanvasWindow::kCanvasWidth) / CanvasWindow::kHeight;
 
 const osg::Vec3 kFront(0.05f, 0.695f, 1.0f);
 const osg::Vec3 kBack(0.9f, 0.85f, 0.44f);
@@ -45,57 +47,9 @@ const std::vector<osg::Vec3> kRows = {{0.0f, 0.0f, 0.0f},
                                       {0.2f, 0.4f, 0.8f},
                                       {1.0f, 1.0f, 0.0f}};
 
-osg::Vec3 reflect(const osg::Vec3& i, const osg::Vec3& n)
-{
-    return i - n * (2.0f * (n * i));
-}
-
-// (ambient, diffuse, specular) of one classic light.
-osg::Vec3 dirLight(const osg::Vec3& L, const osg::Vec4& param, const osg::Vec3& N,
-                   const osg::Vec3& P)
-{
-    const float diff = std::max(L * N, 0.0f) * param.y();
-    const float spec =
-        std::pow(std::max(-P * reflect(-L, N), 0.0f), std::max(1.0f, param.w())) * param.z();
-    return osg::Vec3(param.x(), diff, spec);
-}
-
 float sum(const osg::Vec3& v)
 {
     return v.x() + v.y() + v.z();
-}
-
-QColor toColor(const osg::Vec3& c)
-{
-    auto channel = [](float v) { return int(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f)); };
-    return QColor(channel(c.x()), channel(c.y()), channel(c.z()));
-}
-
-std::string describe(const QColor& c)
-{
-    return "(" + std::to_string(c.red()) + ", " + std::to_string(c.green()) + ", " +
-           std::to_string(c.blue()) + ")";
-}
-
-// A pixel of the canvas and the unit eye-space direction through its centre.
-struct Probe {
-    QPoint pixel;
-    osg::Vec3 P;
-};
-
-// Where the world point (x, y, 0) lands; the camera looks down -z from (0, 0, kEyeDistance).
-Probe probe(float x, float y)
-{
-    const double t = std::tan(osg::DegreesToRadians(kFovY / 2.0));
-    const double ndcX = x / (kEyeDistance * t * kAspect);
-    const double ndcY = y / (kEyeDistance * t);
-    const int px = int(std::floor((ndcX + 1.0) / 2.0 * CanvasWindow::kCanvasWidth));
-    const int py = int(std::floor((1.0 - ndcY) / 2.0 * CanvasWindow::kHeight));
-    const double cx = (px + 0.5) / CanvasWindow::kCanvasWidth * 2.0 - 1.0;
-    const double cy = 1.0 - (py + 0.5) / CanvasWindow::kHeight * 2.0;
-    osg::Vec3 dir(float(cx * t * kAspect), float(cy * t), -1.0f);
-    dir.normalize();
-    return {QPoint(px, py), dir};
 }
 
 // Builds triangles at z = 0 with whatever per-vertex arrays the test fills.
@@ -206,33 +160,11 @@ osg::Texture2D* flatTexture(const osg::Vec3& color)
 class MeshShadingTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        m_window.reset(new CanvasWindow);
-        ASSERT_TRUE(m_window->show());
-        m_window->installFrameCounter();
-        // Without the manipulator nothing moves the camera between frames.
-        ASSERT_TRUE(onRenderThread([](RenderInfo& info) {
-            info.mainView()->setCameraManipulator(nullptr, false);
-            osg::Camera* camera = info.masterCamera();
-            camera->setViewMatrixAsLookAt(osg::Vec3d(0, 0, kEyeDistance), osg::Vec3d(),
-                                          osg::Vec3d(0, 1, 0));
-            camera->setComputeNearFarMode(osg::CullSettings::DO_NOT_COMPUTE_NEAR_FAR);
-            camera->setProjectionMatrixAsPerspective(kFovY, kAspect, 1.0, 100.0);
-        }));
-    }
+    void SetUp() override { ASSERT_TRUE(m_canvas.show()); }
 
     bool onRenderThread(std::function<void(RenderInfo&)> body)
     {
-        std::atomic<bool> done{false};
-        m_window->item()->addOperation(new LambdaOperation([&](RenderInfo& info) {
-            body(info);
-            done = true;
-        }));
-        return waitUntil([&] {
-            m_window->item()->frame();
-            return done.load();
-        });
+        return m_canvas.onRenderThread(std::move(body));
     }
 
     // The state set carries the program; the test adds its uniforms before drawing.
@@ -253,21 +185,7 @@ protected:
         return drawNode(geode.get());
     }
 
-    QImage drawNode(osg::Node* node)
-    {
-        osg::ref_ptr<osg::Node> geode = node;
-        EXPECT_TRUE(onRenderThread([geode](RenderInfo& info) {
-            osg::Group* model = ViewMgr::getModel(info.mainView());
-            model->removeChildren(0, model->getNumChildren());
-            model->addChild(geode.get());
-        }));
-        const int start = m_window->sceneFrames();
-        EXPECT_TRUE(waitUntil([&] {
-            m_window->item()->frame();
-            return m_window->sceneFrames() >= start + 3;
-        }));
-        return m_window->grab();
-    }
+    QImage drawNode(osg::Node* node) { return m_canvas.draw(node); }
 
     void expectPixel(const QImage& image, const Probe& at, const osg::Vec3& expected,
                      int tolerance = kTolerance)
@@ -295,7 +213,7 @@ protected:
         return row * (0.5f + light.y()) + osg::Vec3(light.z(), light.z(), light.z());
     }
 
-    std::unique_ptr<CanvasWindow> m_window;
+    OrvaneTest::FixedCameraCanvas m_canvas;
 };
 
 TEST_F(MeshShadingTest, ClassicFrontWithDefaults)

@@ -3,6 +3,7 @@
 #include "canvas3d_drawable.h"
 #include "canvas3d_shadermanager.h"
 #include "canvas3d_view.h"
+#include "fixed_camera_canvas.h"
 #include "gl_test_support.h"
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
@@ -16,15 +17,17 @@
 
 using namespace Vorna::Orvane;
 using OrvaneTest::CanvasWindow;
+using OrvaneTest::describe;
+using OrvaneTest::dirLight;
+using OrvaneTest::Probe;
+using OrvaneTest::probe;
+using OrvaneTest::toColor;
 using OrvaneTest::waitUntil;
 
 namespace {
 
 // 8-bit quantisation of the framebuffer plus float rounding in llvmpipe.
 constexpr int kTolerance = 2;
-constexpr double kFovY = 30.0;
-constexpr double kEyeDistance = 5.0;
-constexpr double kAspect = double(CanvasWindow::kCanvasWidth) / CanvasWindow::kHeight;
 const osg::Vec3 kEditFront(0.5f, 0.5f, 0.5f);
 const osg::Vec4 kMainParam(0.5f, 0.5f, 0.15f, 128.0f);
 const osg::Vec4 kSelectedParam(0.5f, 0.5f, 0.1f, 128.0f);
@@ -33,85 +36,23 @@ const std::vector<osg::Vec3> kRows = {
     {0.0f, 0.0f, 0.0f}, {1.0f, 0.0f, 0.0f}, {0.0f, 1.0f, 0.0f}, {0.2f, 0.4f, 0.8f}};
 constexpr float kSelectIndex = 2.0f;
 
-osg::Vec3 reflect(const osg::Vec3& i, const osg::Vec3& n)
-{
-    return i - n * (2.0f * (n * i));
-}
-
-// (ambient, diffuse, specular) of the classic main light.
-osg::Vec3 dirLight(const osg::Vec4& param, const osg::Vec3& P)
-{
-    const float diff = std::max(kToEye * kToEye, 0.0f) * param.y();
-    const float spec =
-        std::pow(std::max(-P * reflect(-kToEye, kToEye), 0.0f), std::max(1.0f, param.w())) *
-        param.z();
-    return osg::Vec3(param.x(), diff, spec);
-}
-
-QColor toColor(const osg::Vec3& c)
-{
-    auto channel = [](float v) { return int(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f)); };
-    return QColor(channel(c.x()), channel(c.y()), channel(c.z()));
-}
-
-struct Probe {
-    QPoint pixel;
-    osg::Vec3 P;
-};
-
-// Where the world point (x, y, z) lands; the camera looks down -z from (0, 0, kEyeDistance).
-Probe probe(float x, float y, float z = 0.0f)
-{
-    const double t = std::tan(osg::DegreesToRadians(kFovY / 2.0));
-    const double depth = kEyeDistance - z;
-    const double ndcX = x / (depth * t * kAspect);
-    const double ndcY = y / (depth * t);
-    const int px = int(std::floor((ndcX + 1.0) / 2.0 * CanvasWindow::kCanvasWidth));
-    const int py = int(std::floor((1.0 - ndcY) / 2.0 * CanvasWindow::kHeight));
-    const double cx = (px + 0.5) / CanvasWindow::kCanvasWidth * 2.0 - 1.0;
-    const double cy = 1.0 - (py + 0.5) / CanvasWindow::kHeight * 2.0;
-    osg::Vec3 dir(float(cx * t * kAspect), float(cy * t), -1.0f);
-    dir.normalize();
-    return {QPoint(px, py), dir};
-}
-
 // "editmesh" with its defaults: plain front, or the row the plane paints.
 QColor plainFront(const Probe& at)
 {
-    const osg::Vec3 l = dirLight(kMainParam, at.P);
+    const osg::Vec3 l = dirLight(kToEye, kMainParam, kToEye, at.P);
     return toColor(kEditFront * (l.x() + l.y() + l.z()));
 }
 
 QColor paintedFront(const Probe& at)
 {
-    const osg::Vec3 l = dirLight(kSelectedParam, at.P);
+    const osg::Vec3 l = dirLight(kToEye, kSelectedParam, kToEye, at.P);
     return toColor(kRows[int(kSelectIndex)] * (0.5f + l.y()) + osg::Vec3(l.z(), l.z(), l.z()));
-}
-
-std::string describe(const QColor& c)
-{
-    return "(" + std::to_string(c.red()) + ", " + std::to_string(c.green()) + ", " +
-           std::to_string(c.blue()) + ")";
 }
 
 class RectCutPlaneDrawTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        m_window.reset(new CanvasWindow);
-        ASSERT_TRUE(m_window->show());
-        m_window->installFrameCounter();
-        ASSERT_TRUE(m_window->run(nullptr, [](RenderInfo& info) {
-            // Without the manipulator nothing but the plane takes the mouse.
-            info.mainView()->setCameraManipulator(nullptr, false);
-            osg::Camera* camera = info.masterCamera();
-            camera->setViewMatrixAsLookAt(osg::Vec3d(0, 0, kEyeDistance), osg::Vec3d(),
-                                          osg::Vec3d(0, 1, 0));
-            camera->setComputeNearFarMode(osg::CullSettings::DO_NOT_COMPUTE_NEAR_FAR);
-            camera->setProjectionMatrixAsPerspective(kFovY, kAspect, 1.0, 100.0);
-        }));
-    }
+    void SetUp() override { ASSERT_TRUE(m_canvas.show()); }
 
     // A 2 x 2 square at z = 0 drawn by "editmesh" with the plane's uniforms above it, and the
     // plane across y (the box's longest side) through the origin, edge-on to the eye.
@@ -139,19 +80,19 @@ protected:
         m_model->addChild(mesh.get());
         m_model->addChild(m_plane.get());
         osg::ref_ptr<osg::Group> model = m_model;
-        ASSERT_TRUE(m_window->run(nullptr, [model](RenderInfo& info) {
+        ASSERT_TRUE(m_canvas.window().run(nullptr, [model](RenderInfo& info) {
             ViewMgr::getModel(info.mainView())->addChild(model.get());
         }));
     }
 
     QImage frames(int count = 3)
     {
-        const int start = m_window->sceneFrames();
+        const int start = m_canvas.window().sceneFrames();
         EXPECT_TRUE(waitUntil([&] {
-            m_window->item()->frame();
-            return m_window->sceneFrames() >= start + count;
+            m_canvas.window().item()->frame();
+            return m_canvas.window().sceneFrames() >= start + count;
         }));
-        m_last = m_window->grab();
+        m_last = m_canvas.window().grab();
         return m_last;
     }
 
@@ -168,7 +109,7 @@ protected:
         osg::Vec3f value;
         osg::ref_ptr<RectCutPlane> plane = m_plane;
         osg::ref_ptr<osg::Group> model = m_model;
-        m_window->run(nullptr, [&](RenderInfo&) {
+        m_canvas.window().run(nullptr, [&](RenderInfo&) {
             model->getChild(0)->getStateSet()->getUniform(name)->get(value);
         });
         return value;
@@ -177,7 +118,7 @@ protected:
     // Press, drag in steps and release with the left button, a frame after each step.
     void drag(QPoint from, QPoint to, int steps = 4)
     {
-        QQuickWindow* window = m_window->window();
+        QQuickWindow* window = m_canvas.window().window();
         QTest::mouseMove(window, from);
         frames(1);
         QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, from);
@@ -195,10 +136,10 @@ protected:
         if (HasFailure() && !m_last.isNull())
             m_last.save(QString("rect_cut_plane_%1.png")
                             .arg(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        m_window.reset();
+        m_canvas.close();
     }
 
-    std::unique_ptr<CanvasWindow> m_window;
+    OrvaneTest::FixedCameraCanvas m_canvas;
     osg::ref_ptr<RectCutPlane> m_plane;
     osg::ref_ptr<osg::Group> m_model;
     QImage m_last;
@@ -224,7 +165,7 @@ TEST_F(RectCutPlaneDrawTest, DraggingACornerTurnsThePlane)
                      [&](bool on) { ++(on ? draggingOn : draggingOff); });
     // Emitted on the render thread; a receiver on the GUI thread gets the matrix queued.
     osg::Matrix received;
-    QObject::connect(m_plane.get(), &RectCutPlane::matrixChanged, m_window->window(),
+    QObject::connect(m_plane.get(), &RectCutPlane::matrixChanged, m_canvas.window().window(),
                      [&](osg::Matrix matrix) { received = matrix; });
 
     const Probe aboveRight = probe(0.8f, 0.15f), belowLeft = probe(-0.8f, -0.15f);
@@ -282,11 +223,11 @@ TEST_F(RectCutPlaneDrawTest, HoverHighlightsTheSphereUnderThePointer)
 {
     buildScene();
     frames();
-    QTest::mouseMove(m_window->window(), probe(1.0f, 0.0f, 0.5f).pixel);
+    QTest::mouseMove(m_canvas.window().window(), probe(1.0f, 0.0f, 0.5f).pixel);
     frames(2);
     osg::Vec4f front, other;
     osg::ref_ptr<RectCutPlane> plane = m_plane;
-    ASSERT_TRUE(m_window->run(nullptr, [&](RenderInfo&) {
+    ASSERT_TRUE(m_canvas.window().run(nullptr, [&](RenderInfo&) {
         // Corner 1 is (+x, -y) of the plane's own frame, here (1, 0, 0.5).
         plane->sphereNode(1)
             ->asGroup()
@@ -316,7 +257,7 @@ TEST_F(RectCutPlaneDrawTest, DoubleClickIsReportedOnce)
     OrvaneTest::LogCapture log;
     std::atomic<int> clicks{0};
     QObject::connect(m_plane.get(), &RectCutPlane::doubleClicked, [&] { ++clicks; });
-    QTest::mouseDClick(m_window->window(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 20));
+    QTest::mouseDClick(m_canvas.window().window(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 20));
     frames(3);
     EXPECT_EQ(clicks.load(), 1);
     EXPECT_EQ(log.count("cutPlane dragger is double clicked"), 1);
