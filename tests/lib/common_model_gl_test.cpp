@@ -1,6 +1,7 @@
 // Scene aids drawn on a live canvas: pixels of the width line, the sphere aid, text and arrows.
 #include "canvas3d_view.h"
 #include "common_model.h"
+#include "fixed_camera_canvas.h"
 #include "gl_test_support.h"
 #include "orvane_operations.h"
 
@@ -13,9 +14,6 @@ using OrvaneTest::waitUntil;
 
 namespace {
 
-constexpr double kFovY = 30.0;
-constexpr double kEyeDistance = 5.0;
-constexpr double kAspect = double(CanvasWindow::kCanvasWidth) / CanvasWindow::kHeight;
 // Flat colours through 8 bits: one step of rounding.
 constexpr int kTolerance = 1;
 
@@ -42,36 +40,12 @@ int countNear(const QImage& image, const QColor& colour, int tolerance)
 class CommonModelDrawTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        m_window.reset(new CanvasWindow);
-        ASSERT_TRUE(m_window->show());
-        m_window->installFrameCounter();
-        ASSERT_TRUE(m_window->run(nullptr, [](RenderInfo& info) {
-            info.mainView()->setCameraManipulator(nullptr, false);
-            osg::Camera* camera = info.masterCamera();
-            camera->setViewMatrixAsLookAt(osg::Vec3d(0, 0, kEyeDistance), osg::Vec3d(),
-                                          osg::Vec3d(0, 1, 0));
-            camera->setComputeNearFarMode(osg::CullSettings::DO_NOT_COMPUTE_NEAR_FAR);
-            camera->setProjectionMatrixAsPerspective(kFovY, kAspect, 1.0, 100.0);
-        }));
-    }
+    void SetUp() override { ASSERT_TRUE(m_canvas.show()); }
 
     // Shows the node alone in the model group and grabs the window after a few frames.
     QImage draw(osg::Node* node)
     {
-        osg::ref_ptr<osg::Node> held = node;
-        EXPECT_TRUE(m_window->run(nullptr, [held](RenderInfo& info) {
-            osg::Group* model = ViewMgr::getModel(info.mainView());
-            model->removeChildren(0, model->getNumChildren());
-            model->addChild(held.get());
-        }));
-        const int start = m_window->sceneFrames();
-        EXPECT_TRUE(waitUntil([&] {
-            m_window->item()->frame();
-            return m_window->sceneFrames() >= start + 3;
-        }));
-        QImage image = m_window->grab();
+        QImage image = m_canvas.draw(node);
         m_lastImage = image;
         return image;
     }
@@ -92,7 +66,7 @@ protected:
                     .arg(::testing::UnitTest::GetInstance()->current_test_info()->name()));
     }
 
-    std::unique_ptr<CanvasWindow> m_window;
+    OrvaneTest::FixedCameraCanvas m_canvas;
     QImage m_lastImage;
 };
 

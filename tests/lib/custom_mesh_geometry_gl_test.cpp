@@ -3,6 +3,7 @@
 #include "canvas3d_shadermanager.h"
 #include "canvas3d_view.h"
 #include "custom_mesh_geometry.h"
+#include "fixed_camera_canvas.h"
 #include "gl_test_support.h"
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
@@ -17,8 +18,6 @@ using OrvaneTest::LogCapture;
 using OrvaneTest::waitUntil;
 
 namespace {
-
-constexpr double kAspect = double(CanvasWindow::kCanvasWidth) / CanvasWindow::kHeight;
 
 // Four squares side by side, each in its own colour and state; indexed or as plain triangles.
 struct Arrays {
@@ -73,34 +72,11 @@ void setColorIndex(osg::StateSet* ss)
 class CustomMeshTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        m_window.reset(new CanvasWindow);
-        ASSERT_TRUE(m_window->show());
-        m_window->installFrameCounter();
-        ASSERT_TRUE(m_window->run(nullptr, [](RenderInfo& info) {
-            info.mainView()->setCameraManipulator(nullptr, false);
-            osg::Camera* camera = info.masterCamera();
-            camera->setViewMatrixAsLookAt(osg::Vec3d(0, 0, 5), osg::Vec3d(), osg::Vec3d(0, 1, 0));
-            camera->setComputeNearFarMode(osg::CullSettings::DO_NOT_COMPUTE_NEAR_FAR);
-            camera->setProjectionMatrixAsPerspective(30.0, kAspect, 1.0, 100.0);
-        }));
-    }
+    void SetUp() override { ASSERT_TRUE(m_canvas.show()); }
 
     QImage draw(osg::Node* node)
     {
-        osg::ref_ptr<osg::Node> held = node;
-        EXPECT_TRUE(m_window->run(nullptr, [held](RenderInfo& info) {
-            osg::Group* model = ViewMgr::getModel(info.mainView());
-            model->removeChildren(0, model->getNumChildren());
-            model->addChild(held.get());
-        }));
-        const int start = m_window->sceneFrames();
-        EXPECT_TRUE(waitUntil([&] {
-            m_window->item()->frame();
-            return m_window->sceneFrames() >= start + 3;
-        }));
-        return m_window->grab().copy(0, 0, CanvasWindow::kCanvasWidth, CanvasWindow::kHeight);
+        return m_canvas.draw(node).copy(0, 0, CanvasWindow::kCanvasWidth, CanvasWindow::kHeight);
     }
 
     // The same program and uniforms on the group above either mesh.
@@ -149,7 +125,7 @@ protected:
         return {worst, lit};
     }
 
-    std::unique_ptr<CanvasWindow> m_window;
+    OrvaneTest::FixedCameraCanvas m_canvas;
 };
 
 // Same program, same inputs, same rasteriser: only rounding may differ.

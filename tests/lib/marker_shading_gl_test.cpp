@@ -2,6 +2,7 @@
 // target is too small on screen for both.
 #include "canvas3d_shadermanager.h"
 #include "canvas3d_view.h"
+#include "fixed_camera_canvas.h"
 #include "gl_test_support.h"
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
@@ -17,7 +18,6 @@ using OrvaneTest::waitUntil;
 
 namespace {
 
-constexpr double kAspect = double(CanvasWindow::kCanvasWidth) / CanvasWindow::kHeight;
 // 44.8 pixels per unit at the origin: 120 rows over 2 * 5 * tan(15 degrees).
 constexpr double kPixelsPerUnit = 44.78;
 const QPoint kCentre(CanvasWindow::kCanvasWidth / 2, CanvasWindow::kHeight / 2);
@@ -63,19 +63,7 @@ osg::Geometry* markerGeometry(bool geometryStage, float outer)
 class MarkerShadingTest : public ::testing::TestWithParam<bool>
 {
 protected:
-    void SetUp() override
-    {
-        m_window.reset(new CanvasWindow);
-        ASSERT_TRUE(m_window->show());
-        m_window->installFrameCounter();
-        ASSERT_TRUE(m_window->run(nullptr, [](RenderInfo& info) {
-            info.mainView()->setCameraManipulator(nullptr, false);
-            osg::Camera* camera = info.masterCamera();
-            camera->setViewMatrixAsLookAt(osg::Vec3d(0, 0, 5), osg::Vec3d(), osg::Vec3d(0, 1, 0));
-            camera->setComputeNearFarMode(osg::CullSettings::DO_NOT_COMPUTE_NEAR_FAR);
-            camera->setProjectionMatrixAsPerspective(30.0, kAspect, 1.0, 100.0);
-        }));
-    }
+    void SetUp() override { ASSERT_TRUE(m_canvas.show()); }
 
     QImage draw(float outer, float inner)
     {
@@ -83,17 +71,7 @@ protected:
         osg::Geometry* geometry = markerGeometry(GetParam(), outer);
         geometry->getStateSet()->addUniform(new osg::Uniform("radius", osg::Vec2f(outer, inner)));
         geode->addDrawable(geometry);
-        EXPECT_TRUE(m_window->run(nullptr, [geode](RenderInfo& info) {
-            osg::Group* model = ViewMgr::getModel(info.mainView());
-            model->removeChildren(0, model->getNumChildren());
-            model->addChild(geode.get());
-        }));
-        const int start = m_window->sceneFrames();
-        EXPECT_TRUE(waitUntil([&] {
-            m_window->item()->frame();
-            return m_window->sceneFrames() >= start + 3;
-        }));
-        m_last = m_window->grab();
+        m_last = m_canvas.draw(geode.get());
         return m_last;
     }
 
@@ -110,10 +88,10 @@ protected:
     {
         if (HasFailure() && !m_last.isNull())
             m_last.save(QString("marker_%1.png").arg(GetParam() ? "geom" : "nogeom"));
-        m_window.reset();
+        m_canvas.close();
     }
 
-    std::unique_ptr<CanvasWindow> m_window;
+    OrvaneTest::FixedCameraCanvas m_canvas;
     QImage m_last;
 };
 
