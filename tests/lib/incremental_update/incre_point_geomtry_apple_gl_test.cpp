@@ -4,6 +4,7 @@
 #include "failing_whole_buffer.h"
 #include "gl_test_support.h"
 #include "incremental_update/incre_point_geomtry_apple.h"
+#include "live_cloud_start.h"
 #include "orvane_operations.h"
 
 #include <QTest>
@@ -48,15 +49,7 @@ protected:
                IncrePointGeometryApple* made = nullptr)
     {
         cloud = made ? made : new IncrePointGeometryApple(withColor, false, basicLighting);
-        ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
-            cloud->initDrawCall();
-            cloud->setIsRigidScan(rigid);
-            cloud->setIsIncreaseUpdate(true);
-            EXPECT_TRUE(cloud->beginOfIncreUpdate());
-            auto* geode = new osg::Geode;
-            geode->addDrawable(cloud.get());
-            ViewMgr::getModel(info.mainView())->addChild(geode);
-        }));
+        OrvaneTest::startLiveCloud(w, cloud.get(), rigid);
         ASSERT_TRUE(cloud->isInited());
     }
 

@@ -4,6 +4,7 @@
 #include "canvas3d_view.h"
 #include "gl_test_support.h"
 #include "incremental_update/incre_point_geomtry_apple.h"
+#include "live_cloud_start.h"
 #include "orvane_operations.h"
 #include "rect_cut_plane.h"
 
@@ -94,15 +95,7 @@ protected:
         cloud = new IncrePointGeometryApple(withColour, paused, true);
         // A fixed bound keeps the cloud from being culled before it has arrays.
         cloud->setBoxValue(osg::Vec3f(-2, -1, -2), osg::Vec3f(2, 1, 2));
-        ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
-            cloud->initDrawCall();
-            cloud->setIsRigidScan(rigid);
-            cloud->setIsIncreaseUpdate(true);
-            EXPECT_TRUE(cloud->beginOfIncreUpdate());
-            auto* geode = new osg::Geode;
-            geode->addDrawable(cloud.get());
-            ViewMgr::getModel(info.mainView())->addChild(geode);
-        }));
+        OrvaneTest::startLiveCloud(w, cloud.get(), rigid);
         ASSERT_TRUE(cloud->isInited());
     }
 

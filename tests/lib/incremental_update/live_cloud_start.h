@@ -1,0 +1,29 @@
+#pragma once
+
+// Puts a live cloud on the canvas the way an application starts a scan: drawable initialised,
+// scan kind set, incremental updates on, GPU buffers begun, in the model group.
+#include "canvas3d_view.h"
+#include "gl_test_support.h"
+#include "incremental_update/incre_point_geomtry_apple.h"
+#include "render_info.h"
+
+#include <gtest/gtest.h>
+#include <osg/Geode>
+
+namespace OrvaneTest {
+
+inline void startLiveCloud(CanvasWindow& window, Vorna::Orvane::IncrePointGeometryApple* cloud,
+                           bool rigid)
+{
+    ASSERT_TRUE(window.run(nullptr, [&](Vorna::Orvane::RenderInfo& info) {
+        cloud->initDrawCall();
+        cloud->setIsRigidScan(rigid);
+        cloud->setIsIncreaseUpdate(true);
+        EXPECT_TRUE(cloud->beginOfIncreUpdate());
+        auto* geode = new osg::Geode;
+        geode->addDrawable(cloud);
+        Vorna::Orvane::ViewMgr::getModel(info.mainView())->addChild(geode);
+    }));
+}
+
+} // namespace OrvaneTest
