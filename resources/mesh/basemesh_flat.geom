@@ -22,10 +22,10 @@ void main()
 {
     vec3 n = normalize(cross(gs_in[1].vertex - gs_in[0].vertex, gs_in[2].vertex - gs_in[0].vertex));
     float diff = dot(n, lightDirection);
-    float spec = pow(diff * diff, lightParam.w);
+    float highlight = pow(diff * diff, lightParam.w);
     for (int i = 0; i < 3; ++i) {
         gs_out.vertex = gs_in[i].vertex;
-        gs_out.lightTerm = vec2(diff * lightParam.y, spec * lightParam.z);
+        gs_out.lightTerm = vec2(diff * lightParam.y, highlight * lightParam.z);
         gl_Position = gl_in[i].gl_Position;
         EmitVertex();
     }

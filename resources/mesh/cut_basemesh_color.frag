@@ -54,8 +54,8 @@ vec3 CalcDirLight(vec3 L, vec4 param, vec3 N, vec3 P)
 {
     float diff = max(dot(L, N), 0.0) * param.y;
     vec3 R = reflect(-L, N);
-    float spec = pow(max(dot(-P, R), 0.0), max(1.0, param.w)) * param.z;
-    return vec3(param.x, diff, spec);
+    float highlight = pow(max(dot(-P, R), 0.0), max(1.0, param.w)) * param.z;
+    return vec3(param.x, diff, highlight);
 }
 
 vec3 CalcMultiLight(vec3 N, vec3 P)

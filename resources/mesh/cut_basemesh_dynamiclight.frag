@@ -38,8 +38,8 @@ vec3 calculateDirLight(vec3 N, vec3 L, vec4 param)
     float diffFactor = clamp(dot(N, L), 0.0, 1.0);
     float p = diffBase + diffFactor * 0.5;
     float diffuse = param.y * pow(diffFactor, p);
-    float spec = param.z * pow(max(dot(reflect(-L, N), L), 0.0), param.w);
-    return vec3(param.x, diffuse, spec);
+    float highlight = param.z * pow(max(dot(reflect(-L, N), L), 0.0), param.w);
+    return vec3(param.x, diffuse, highlight);
 }
 
 // The derivative normal always faces the eye.

@@ -28,8 +28,8 @@ vec3 calibrate(vec3 N, float ambient, float diffuse, float specular, float stren
 {
     float diff = abs(dot(N, vec3(0.0, 0.0, 1.0)));
     // pow(0, 0) is undefined: no specular term, no power.
-    float spec = specular > 0.0 ? pow(diff, strength) : 0.0;
-    return surfaceColor * (ambient + diff * diffuse) + spec * specular;
+    float highlight = specular > 0.0 ? pow(diff, strength) : 0.0;
+    return surfaceColor * (ambient + diff * diffuse) + highlight * specular;
 }
 
 void main()

@@ -19,8 +19,8 @@ void main()
 {
     vec3 N = normalize(osg_NormalMatrix * vNormal);
     float diff = dot(N, vec3(0.0, 0.0, 1.0));
-    float spec = pow(diff * diff, 10.0);
-    vs_out.lightTerm = vec2(diff * 0.7, spec * 0.2);
+    float highlight = pow(diff * diff, 10.0);
+    vs_out.lightTerm = vec2(diff * 0.7, highlight * 0.2);
     vs_out.offset = vOffset;
     gl_Position = osg_ModelViewProjectionMatrix * vec4(vPosition, 1.0);
 }

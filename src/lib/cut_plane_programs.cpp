@@ -32,8 +32,8 @@ void main()
         return;
     }
     float diff = abs(dot(normalize(normal), vec3(0.0, 0.0, 1.0)));
-    float spec = pow(diff, 64.0);
-    fragColor = vec4(baseColor.rgb * (0.5 + diff * 0.5) + vec3(spec * 0.2), baseColor.a);
+    float highlight = pow(diff, 64.0);
+    fragColor = vec4(baseColor.rgb * (0.5 + diff * 0.5) + vec3(highlight * 0.2), baseColor.a);
 }
 )";
 

@@ -76,9 +76,9 @@ osg::Vec3 dirLight(const osg::Vec3& L, const osg::Vec4& param, const osg::Vec3& 
                    const osg::Vec3& P)
 {
     const float diff = std::max(L * N, 0.0f) * param.y();
-    const float spec =
+    const float highlight =
         std::pow(std::max(-P * reflect(-L, N), 0.0f), std::max(1.0f, param.w())) * param.z();
-    return osg::Vec3(param.x(), diff, spec);
+    return osg::Vec3(param.x(), diff, highlight);
 }
 
 QColor toColor(const osg::Vec3& c)

@@ -685,8 +685,8 @@ TEST_F(MeshShadingTest, DynamicLightComesFromTheEye)
         const osg::Vec3 L = -at.P;
         const float facing = std::clamp(L * kToEye, 0.0f, 1.0f);
         const float diffuse = 0.8f * std::pow(facing, 0.5f + 0.5f * facing);
-        const float spec = 0.1f * std::pow(std::max(reflect(-L, kToEye) * L, 0.0f), 16.0f);
-        expectPixel(image, at, front * (0.2f + diffuse + spec));
+        const float highlight = 0.1f * std::pow(std::max(reflect(-L, kToEye) * L, 0.0f), 16.0f);
+        expectPixel(image, at, front * (0.2f + diffuse + highlight));
     }
 }
 
