@@ -1,5 +1,7 @@
 #include "incre_base_geomtry_apple.h"
 
+#include <osgViewer/View>
+
 #include "orvane_log.h"
 
 #include <QFile>
@@ -56,6 +58,29 @@ void BaseGeometryApple::deleteGLBuffer(unsigned int& id)
     if (auto* gl = getGlFun())
         gl->glDeleteBuffers(1, &id);
     id = 0;
+}
+
+BaseGeometryApple::DrawMatrices BaseGeometryApple::drawMatrices(osg::RenderInfo& renderInfo) const
+{
+    DrawMatrices m;
+    const osg::MatrixList worlds = getWorldMatrices();
+    if (!worlds.empty())
+        m.model = osg::Matrixf(worlds.front());
+    if (auto* v = dynamic_cast<osgViewer::View*>(renderInfo.getView())) {
+        m.view = v->getCamera()->getViewMatrix();
+        m.projection = v->getCamera()->getProjectionMatrix();
+    } else if (renderInfo.getCurrentCamera()) {
+        m.view = renderInfo.getCurrentCamera()->getViewMatrix();
+        m.projection = renderInfo.getCurrentCamera()->getProjectionMatrix();
+    }
+    m.modelView = m.model * m.view;
+    // Rotation only: the transpose of its inverse, as GL wants it.
+    const osg::Matrixf inverseRotation =
+        osg::Matrixf::inverse(osg::Matrixf::rotate(m.modelView.getRotate()));
+    for (int r = 0; r < 3; ++r)
+        for (int c = 0; c < 3; ++c)
+            m.normal(r, c) = inverseRotation(c, r);
+    return m;
 }
 
 } // namespace Orvane

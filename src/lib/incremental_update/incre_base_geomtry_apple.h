@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QOpenGLFunctions_4_1_Core>
 #include <osg/Geometry>
+#include <osg/Uniform>
+#include <osg/Matrixf>
 
 namespace Vorna {
 namespace Orvane {
@@ -35,6 +37,13 @@ public:
     void deleteGLBuffer(unsigned int& id);
 
 protected:
+    // The transforms the raw programs take, for the view being drawn.
+    struct DrawMatrices {
+        osg::Matrixf model, view, projection, modelView;
+        osg::Matrix3Template<float> normal;
+    };
+    DrawMatrices drawMatrices(osg::RenderInfo& renderInfo) const;
+
     bool m_isFirstDraw = true;
     bool m_hasColor;
 };

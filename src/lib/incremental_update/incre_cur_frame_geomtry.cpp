@@ -222,25 +222,12 @@ void IncreCurFrameGeometry::drawCurrent(osg::RenderInfo& renderInfo)
     p.setVec3("baseColor", m_baseColor);
     p.setFloat("pointSize", m_pointSize);
     p.setFloat("zOffset", m_zOffset);
-    const osg::MatrixList worlds = getWorldMatrices();
-    const osg::Matrixf model = worlds.empty() ? osg::Matrixf() : osg::Matrixf(worlds.front());
-    osg::Matrixf view, projection;
-    if (auto* v = dynamic_cast<osgViewer::View*>(renderInfo.getView())) {
-        view = v->getCamera()->getViewMatrix();
-        projection = v->getCamera()->getProjectionMatrix();
-    }
-    const osg::Matrixf modelView = model * view;
-    const osg::Matrixf inverseRotation =
-        osg::Matrixf::inverse(osg::Matrixf::rotate(modelView.getRotate()));
-    osg::Matrix3Template<float> normalMatrix;
-    for (int r = 0; r < 3; ++r)
-        for (int c = 0; c < 3; ++c)
-            normalMatrix(r, c) = inverseRotation(c, r);
-    p.setMat4("modelMatrix", model);
-    p.setMat4("modelViewMatrix", modelView);
-    p.setMat3("normalMatrix", normalMatrix);
-    p.setMat4("projectionMatrix", projection);
-    p.setMat4("modelViewProjectionMatrix", modelView * projection);
+    const DrawMatrices m = drawMatrices(renderInfo);
+    p.setMat4("modelMatrix", m.model);
+    p.setMat4("modelViewMatrix", m.modelView);
+    p.setMat3("normalMatrix", m.normal);
+    p.setMat4("projectionMatrix", m.projection);
+    p.setMat4("modelViewProjectionMatrix", m.modelView * m.projection);
     p.setBool("scanDistanceMapToLaserColor", m_distClrEnabled);
     p.setInt("segmentSize", static_cast<int>(m_segmentSize));
     p.setInt("distanceTex", 1);

@@ -1059,30 +1059,13 @@ void IncrePointGeometryApple::drawWhole(osg::RenderInfo& renderInfo)
 
 void IncrePointGeometryApple::setWholePointCloudUniform(osg::RenderInfo& renderInfo)
 {
-    const osg::MatrixList worlds = getWorldMatrices();
-    const osg::Matrixf model = worlds.empty() ? osg::Matrixf() : osg::Matrixf(worlds.front());
-    osg::Matrixf view, projection;
-    if (auto* v = dynamic_cast<osgViewer::View*>(renderInfo.getView())) {
-        view = v->getCamera()->getViewMatrix();
-        projection = v->getCamera()->getProjectionMatrix();
-    } else if (renderInfo.getCurrentCamera()) {
-        view = renderInfo.getCurrentCamera()->getViewMatrix();
-        projection = renderInfo.getCurrentCamera()->getProjectionMatrix();
-    }
-    const osg::Matrixf modelView = model * view;
-    const osg::Matrixf modelViewProject = modelView * projection;
-    const osg::Matrixf inverseRotation =
-        osg::Matrixf::inverse(osg::Matrixf::rotate(modelView.getRotate()));
-    osg::Matrix3Template<float> normalMatrix;
-    for (int r = 0; r < 3; ++r)
-        for (int c = 0; c < 3; ++c)
-            normalMatrix(r, c) = inverseRotation(c, r);
+    const DrawMatrices m = drawMatrices(renderInfo);
     GLShader& p = *m_drawProgram;
-    p.setMat3("normalMatrix", normalMatrix);
-    p.setMat4("modelMatrix", model);
-    p.setMat4("modelViewMatrix", modelView);
-    p.setMat4("projectMatrix", projection);
-    p.setMat4("modelViewProjectMatrix", modelViewProject);
+    p.setMat3("normalMatrix", m.normal);
+    p.setMat4("modelMatrix", m.model);
+    p.setMat4("modelViewMatrix", m.modelView);
+    p.setMat4("projectMatrix", m.projection);
+    p.setMat4("modelViewProjectMatrix", m.modelView * m.projection);
     p.setBool("hasColor", m_hasColor);
     p.setBool("showColorSpectrum", m_showColorSpectrum);
     if (m_frameRtTexture.image)
