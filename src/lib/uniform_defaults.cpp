@@ -5,6 +5,7 @@
 #include <QOpenGLFunctions>
 #include <QOpenGLShaderProgram>
 #include <map>
+#include <memory>
 #include <osg/Program>
 #include <osg/State>
 #include <osg/Uniform>
@@ -15,10 +16,12 @@ namespace Orvane {
 
 namespace {
 
+using Defaults = std::vector<osg::ref_ptr<osg::Uniform>>;
+
 struct ProgramDefaults {
     const osg::Program* program = nullptr;
     GLuint handle = 0;
-    std::vector<osg::ref_ptr<osg::Uniform>> uniforms;
+    std::shared_ptr<const Defaults> uniforms;
 };
 
 QOpenGLShader::ShaderType qtStage(osg::Shader::Type type)
@@ -118,8 +121,8 @@ std::vector<osg::ref_ptr<osg::Uniform>> readDefaults(const osg::Program* program
 QMutex s_mutex;
 std::map<const osg::Program::PerContextProgram*, ProgramDefaults> s_defaults;
 
-// A copy: another render thread may refill the table while this one walks it.
-std::vector<osg::ref_ptr<osg::Uniform>> defaultsOf(const osg::Program::PerContextProgram* pcp)
+// Shared, not borrowed: another render thread may refill the table while this one walks it.
+std::shared_ptr<const Defaults> defaultsOf(const osg::Program::PerContextProgram* pcp)
 {
     QMutexLocker lock(&s_mutex);
     ProgramDefaults& entry = s_defaults[pcp];
@@ -128,7 +131,7 @@ std::vector<osg::ref_ptr<osg::Uniform>> defaultsOf(const osg::Program::PerContex
     if (entry.handle != pcp->getHandle() || entry.program != pcp->getProgram()) {
         entry.program = pcp->getProgram();
         entry.handle = pcp->getHandle();
-        entry.uniforms = readDefaults(pcp->getProgram());
+        entry.uniforms = std::make_shared<const Defaults>(readDefaults(pcp->getProgram()));
     }
     return entry.uniforms;
 }
@@ -157,7 +160,8 @@ void UniformDefaults::restore(osg::RenderInfo& renderInfo, const osg::Drawable* 
         return;
     const osg::State::UniformMap& stack = state->getUniformMap();
     const osg::StateSet* leaf = leafStateSet(drawable);
-    for (const osg::ref_ptr<osg::Uniform>& uniform : defaultsOf(pcp)) {
+    const std::shared_ptr<const Defaults> defaults = defaultsOf(pcp);
+    for (const osg::ref_ptr<osg::Uniform>& uniform : *defaults) {
         const auto found = stack.find(uniform->getName());
         if (found != stack.end() && !found->second.uniformVec.empty())
             continue;
