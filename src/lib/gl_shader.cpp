@@ -220,6 +220,16 @@ void GLShader::setMat4(const std::string& name, const osg::Matrixf& value)
         m_glFunctions->glUniformMatrix4fv(location(name), 1, GL_FALSE, value.ptr());
 }
 
+GLShader* GLShader::fromResources(const QString& vertexPath, const QString& fragmentPath)
+{
+    const std::string vertex = readShaderCode(vertexPath);
+    const std::string fragment = readShaderCode(fragmentPath);
+    ShaderInfo list[] = {{GL_VERTEX_SHADER, vertex.c_str(), 0},
+                         {GL_FRAGMENT_SHADER, fragment.c_str(), 0},
+                         {0, nullptr, 0}};
+    return new GLShader(list);
+}
+
 std::string GLShader::readShaderCode(const QString& path)
 {
     QFile file(path);

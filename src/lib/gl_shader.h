@@ -53,6 +53,9 @@ public:
     void setMat3(const std::string& name, const osg::Matrix3Template<float>& value);
     void setMat4(const std::string& name, const osg::Matrixf& value);
 
+    // A vertex and a fragment stage read from resources, compiled and linked.
+    static GLShader* fromResources(const QString& vertexPath, const QString& fragmentPath);
+
     // Whole text of a resource or file; empty when it can't be opened.
     static std::string readShaderCode(const QString& path);
     static std::string readShaderCodeFullPath(const std::string& path);

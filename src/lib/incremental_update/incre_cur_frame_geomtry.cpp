@@ -97,14 +97,8 @@ void IncreCurFrameGeometry::initDrawCurrent()
 {
     qCInfo(orvane) << "initDrawCurrent"
                    << "======IncreCurFrameGeometry::initDrawCurrent macos";
-    const std::string vertex =
-        GLShader::readShaderCode(":/point/point_cloud_draw_current_apple.vert");
-    const std::string fragment =
-        GLShader::readShaderCode(":/point/point_cloud_draw_current_apple.frag");
-    GLShader::ShaderInfo list[] = {{GL_VERTEX_SHADER, vertex.c_str(), 0},
-                                   {GL_FRAGMENT_SHADER, fragment.c_str(), 0},
-                                   {0, nullptr, 0}};
-    m_drawProgram.reset(new GLShader(list));
+    m_drawProgram.reset(GLShader::fromResources(":/point/point_cloud_draw_current_apple.vert",
+                                                ":/point/point_cloud_draw_current_apple.frag"));
 }
 
 void IncreCurFrameGeometry::initBuffer()

@@ -225,15 +225,10 @@ void IncrePointGeometryApple::initDraw()
 {
     qCInfo(orvane) << "initDraw"
                    << "======IncrePointGeometryApple::initDraw macos";
-    const std::string vertex = GLShader::readShaderCode(
+    m_drawProgram.reset(GLShader::fromResources(
         m_useBasicLighting ? ":/point/point_cloud_draw_whole_apple.vert"
-                           : ":/point/point_cloud_draw_whole_apple_material.vert");
-    const std::string fragment =
-        GLShader::readShaderCode(":/point/point_cloud_draw_whole_apple.frag");
-    GLShader::ShaderInfo list[] = {{GL_VERTEX_SHADER, vertex.c_str(), 0},
-                                   {GL_FRAGMENT_SHADER, fragment.c_str(), 0},
-                                   {0, nullptr, 0}};
-    m_drawProgram.reset(new GLShader(list));
+                           : ":/point/point_cloud_draw_whole_apple_material.vert",
+        ":/point/point_cloud_draw_whole_apple.frag"));
     qCInfo(orvane) << "initDraw"
                    << "======IncrePointGeometryApple::initDraw end ==============";
 }
