@@ -123,6 +123,16 @@ void CanvasWindow::destroyItem()
     m_item = nullptr;
 }
 
+int CanvasWindow::settle(const std::function<int(const QImage&)>& count, int expected)
+{
+    int last = -1;
+    waitUntil([&] {
+        last = count(grab());
+        return last == expected;
+    });
+    return last;
+}
+
 QImage CanvasWindow::grab()
 {
     return m_window->grabWindow().convertToFormat(QImage::Format_ARGB32);

@@ -54,6 +54,8 @@ public:
     // Destroys the item and keeps the window.
     void destroyItem();
     QImage grab();
+    // Grabs until `count` of the image equals `expected`; the last count.
+    int settle(const std::function<int(const QImage&)>& count, int expected);
     // Adds `op` (if any) and then `body` on the render thread, and waits until both have run.
     bool run(osg::Operation* op, std::function<void(Vorna::Orvane::RenderInfo&)> body = {});
     // Places the main view's camera at `eye`, looking at `centre`, and waits for that frame.

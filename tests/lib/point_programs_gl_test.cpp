@@ -148,17 +148,6 @@ protected:
         }));
     }
 
-    // Waits until `count` of the image equals `expected`, and returns the last count.
-    int settle(const std::function<int(const QImage&)>& count, int expected)
-    {
-        int last = -1;
-        waitUntil([&] {
-            last = count(w.grab());
-            return last == expected;
-        });
-        return last;
-    }
-
     CanvasWindow w;
     osg::ref_ptr<osg::MatrixTransform> m_points;
     double m_p11 = 0.0;
@@ -173,9 +162,9 @@ TEST_F(PointProgramTest, FixedSizeIsThePointSizeInPixels)
     set("useFixedSize", true);
     set("pointSize", 7.0f);
     look(10.0);
-    EXPECT_EQ(settle(litPixels, 49), 49);
+    EXPECT_EQ(w.settle(litPixels, 49), 49);
     look(40.0);
-    EXPECT_EQ(settle(litPixels, 49), 49) << "the distance plays no part";
+    EXPECT_EQ(w.settle(litPixels, 49), 49) << "the distance plays no part";
 }
 
 TEST_F(PointProgramTest, SizeGrowsAsTheCameraNears)
@@ -185,9 +174,9 @@ TEST_F(PointProgramTest, SizeGrowsAsTheCameraNears)
     // half-way values, so that rounding up is beyond doubt.
     const double at6p5 = 0.2 * m_p11 * m_width * 0.2 / 6.5;
     look(at6p5);
-    EXPECT_EQ(settle(litPixels, 49), 49) << "6.5 rounds up to 7";
+    EXPECT_EQ(w.settle(litPixels, 49), 49) << "6.5 rounds up to 7";
     look(2.0 * at6p5);
-    EXPECT_EQ(settle(litPixels, 16), 16) << "3.25 rounds up to 4";
+    EXPECT_EQ(w.settle(litPixels, 16), 16) << "3.25 rounds up to 4";
 }
 
 TEST_F(PointProgramTest, SizeIsCappedAtTheMaximum)
@@ -196,9 +185,9 @@ TEST_F(PointProgramTest, SizeIsCappedAtTheMaximum)
     // Spacing this wide would ask for hundreds of pixels.
     set("pointDis", 50.0f);
     look(10.0);
-    EXPECT_EQ(settle(litPixels, 100 * 100), 100 * 100) << "the default cap is 100";
+    EXPECT_EQ(w.settle(litPixels, 100 * 100), 100 * 100) << "the default cap is 100";
     set("ufMaxPointSize", 9.0f);
-    EXPECT_EQ(settle(litPixels, 81), 81);
+    EXPECT_EQ(w.settle(litPixels, 81), 81);
 }
 
 TEST_F(PointProgramTest, BluePointsAreDrawnLarger)
@@ -207,14 +196,14 @@ TEST_F(PointProgramTest, BluePointsAreDrawnLarger)
     set("useFixedSize", true);
     set("pointSize", 5.0f);
     look(10.0);
-    EXPECT_EQ(settle([](const QImage& i) { return huePixels(i, 1); }, 36), 36)
+    EXPECT_EQ(w.settle([](const QImage& i) { return huePixels(i, 1); }, 36), 36)
         << "one pixel larger, in the fixed size too";
     EXPECT_EQ(huePixels(w.grab(), -1), 25);
 
     set("ufBlueBigger", 3.0f);
-    EXPECT_EQ(settle([](const QImage& i) { return huePixels(i, 1); }, 64), 64);
+    EXPECT_EQ(w.settle([](const QImage& i) { return huePixels(i, 1); }, 64), 64);
     set("ubBlueBigger", false);
-    EXPECT_EQ(settle([](const QImage& i) { return huePixels(i, 1); }, 25), 25);
+    EXPECT_EQ(w.settle([](const QImage& i) { return huePixels(i, 1); }, 25), 25);
 }
 
 TEST_F(PointProgramTest, BluePointsComeNearerThanWhatIsJustInFront)
@@ -226,11 +215,11 @@ TEST_F(PointProgramTest, BluePointsComeNearerThanWhatIsJustInFront)
     // Same size, so that only depth decides; switching ubBlueBigger off would stop the move too.
     set("ufBlueBigger", 0.0f);
     look(10.0);
-    EXPECT_EQ(settle([](const QImage& i) { return huePixels(i, 1); }, 25), 25);
+    EXPECT_EQ(w.settle([](const QImage& i) { return huePixels(i, 1); }, 25), 25);
     EXPECT_EQ(huePixels(w.grab(), -1), 0);
 
     set("ubBlueCloser", false);
-    EXPECT_EQ(settle([](const QImage& i) { return huePixels(i, -1); }, 25), 25);
+    EXPECT_EQ(w.settle([](const QImage& i) { return huePixels(i, -1); }, 25), 25);
     EXPECT_EQ(huePixels(w.grab(), 1), 0);
 }
 
@@ -242,8 +231,8 @@ TEST_F(PointProgramTest, ReddishPointsKeepTheirSizeAndPlace)
     set("pointSize", 5.0f);
     look(10.0);
     // Red leads blue for the front point; the green one behind stays hidden at the same size.
-    EXPECT_EQ(settle([](const QImage& i) { return huePixels(i, -1); }, 25), 25);
-    EXPECT_EQ(settle(litPixels, 25), 25);
+    EXPECT_EQ(w.settle([](const QImage& i) { return huePixels(i, -1); }, 25), 25);
+    EXPECT_EQ(w.settle(litPixels, 25), 25);
 }
 
 TEST_F(PointProgramTest, EditProgramsHideDeletedPointsAndShowSelectionRows)
@@ -255,7 +244,7 @@ TEST_F(PointProgramTest, EditProgramsHideDeletedPointsAndShowSelectionRows)
     setStates({-1, 3, 0});
     look(10.0);
     const auto reddish = [](const QImage& i) { return huePixels(i, -1); };
-    EXPECT_EQ(settle(reddish, 25), 25) << "state 3 shows row 3";
+    EXPECT_EQ(w.settle(reddish, 25), 25) << "state 3 shows row 3";
     EXPECT_EQ(huePixels(w.grab(), 1), 25) << "state 0 keeps the front colour";
     EXPECT_EQ(litPixels(w.grab()), 50) << "state -1 is not drawn";
 }
@@ -273,10 +262,10 @@ TEST_F(PointProgramTest, CutProgramsPaintBelowThePlaneOnly)
     setStates({0, 2, 0, 2});
     look(10.0);
     const auto reddish = [](const QImage& i) { return huePixels(i, -1); };
-    EXPECT_EQ(settle(reddish, 50), 50) << "both points below take row 3";
+    EXPECT_EQ(w.settle(reddish, 50), 50) << "both points below take row 3";
     EXPECT_EQ(huePixels(w.grab(), 1), 50) << "both above show the front colour";
 
     set("selectIndex", 0.0f);
-    EXPECT_EQ(settle(reddish, 0), 0) << "selectIndex 0 paints nothing";
+    EXPECT_EQ(w.settle(reddish, 0), 0) << "selectIndex 0 paints nothing";
     EXPECT_EQ(huePixels(w.grab(), 1), 100);
 }

@@ -109,17 +109,6 @@ protected:
         ASSERT_TRUE(waitUntil([&] { return cloud->queuedPatchCount() == 0; }));
     }
 
-    // Waits until `count` of the image equals `expected`, and returns the last count.
-    int settle(const std::function<int(const QImage&)>& count, int expected)
-    {
-        int last = -1;
-        waitUntil([&] {
-            last = count(w.grab());
-            return last == expected;
-        });
-        return last;
-    }
-
     CanvasWindow w;
     osg::ref_ptr<IncrePointGeometryApple> cloud;
 };
@@ -133,7 +122,7 @@ TEST_F(WholeCloudDrawTest, PointsAtTheOriginOrWithANegativeStateAreNeverDrawn)
           {osg::Vec3(0.0f, 0.0f, 0.0f)},
           {osg::Vec3(-1.0f, 0.0f, -1.0f), -1},
           {osg::Vec3(-1.0f, 0.0f, 1.0f), -3}});
-    EXPECT_EQ(settle(litPixels, kPointPixels), kPointPixels) << "only the first point";
+    EXPECT_EQ(w.settle(litPixels, kPointPixels), kPointPixels) << "only the first point";
     EXPECT_TRUE(isLit(w.grab(), w.pixelOf(osg::Vec3d(1.0, 0.0, 1.0))));
     EXPECT_FALSE(isLit(w.grab(), w.pixelOf(osg::Vec3d())));
 }
@@ -158,7 +147,7 @@ TEST_F(WholeCloudDrawTest, UnderACutPlanePointsTakeTheRowOfSelectIndex)
           {osg::Vec3(1.0f, 0.0f, 1.0f), 1},
           {osg::Vec3(-1.0f, 0.0f, -1.0f)},
           {osg::Vec3(1.0f, 0.0f, -1.0f), 2}});
-    EXPECT_EQ(settle(litPixels, 4 * kPointPixels), 4 * kPointPixels);
+    EXPECT_EQ(w.settle(litPixels, 4 * kPointPixels), 4 * kPointPixels);
     EXPECT_EQ(redPixels(w.grab()), 0) << "no plane yet: no point shows row 3";
 
     // The cloud asks only whether a plane exists; the uniforms above say where it cuts.
@@ -167,7 +156,7 @@ TEST_F(WholeCloudDrawTest, UnderACutPlanePointsTakeTheRowOfSelectIndex)
     ASSERT_TRUE(RectCutPlane::hasRectCutPlane());
     // Nothing in the scene changed: ask for a frame that sees the plane.
     ASSERT_TRUE(w.run(nullptr));
-    EXPECT_EQ(settle(redPixels, 2 * kPointPixels), 2 * kPointPixels) << "the two points below";
+    EXPECT_EQ(w.settle(redPixels, 2 * kPointPixels), 2 * kPointPixels) << "the two points below";
     const QImage image = w.grab();
     const QColor below = image.pixelColor(w.pixelOf(osg::Vec3d(-1.0, 0.0, -1.0)));
     EXPECT_GT(below.red(), 200) << qPrintable(below.name());
@@ -188,7 +177,7 @@ TEST_F(WholeCloudDrawTest, ANonRigidPointIsMovedByTheMatrixOfItsFrame)
     cloud->setFrameMatrix({identity, translation});
     // Both stored at the same frame-local place; the second belongs to frame 1.
     send({{osg::Vec3(1.0f, 0.0f, -1.0f), 0, 0}, {osg::Vec3(1.0f, 0.0f, -1.0f), 0, 1}});
-    EXPECT_EQ(settle(litPixels, 2 * kPointPixels), 2 * kPointPixels);
+    EXPECT_EQ(w.settle(litPixels, 2 * kPointPixels), 2 * kPointPixels);
     const QImage image = w.grab();
     EXPECT_TRUE(isLit(image, w.pixelOf(osg::Vec3d(1.0, 0.0, -1.0))));
     EXPECT_TRUE(isLit(image, w.pixelOf(osg::Vec3d(-1.0, 0.0, 0.0))));
