@@ -52,13 +52,19 @@ void CutPlaneGenerator::computeCornerAndSpherePosition()
         m_edgeCenters[i] = (m_corners[i] + m_corners[(i + 1) % 4]) * 0.5f;
 }
 
-osg::Geode* CutPlaneGenerator::createPlane()
+osg::Geometry* CutPlaneGenerator::cornerGeometry() const
 {
     auto* geometry = new osg::Geometry;
     geometry->setUseDisplayList(false);
     geometry->setUseVertexBufferObjects(true);
     geometry->setUseVertexArrayObject(true);
     geometry->setVertexArray(new osg::Vec3Array(m_corners, m_corners + 4));
+    return geometry;
+}
+
+osg::Geode* CutPlaneGenerator::createPlane()
+{
+    osg::Geometry* geometry = cornerGeometry();
     auto* colors = new osg::Vec4Array;
     colors->push_back(osg::Vec4f(1, 1, 1, 0.1f));
     geometry->setColorArray(colors, osg::Array::BIND_OVERALL);
@@ -80,11 +86,7 @@ osg::Geode* CutPlaneGenerator::createPlane()
 
 osg::Geode* CutPlaneGenerator::createLine()
 {
-    auto* geometry = new osg::Geometry;
-    geometry->setUseDisplayList(false);
-    geometry->setUseVertexBufferObjects(true);
-    geometry->setUseVertexArrayObject(true);
-    geometry->setVertexArray(new osg::Vec3Array(m_corners, m_corners + 4));
+    osg::Geometry* geometry = cornerGeometry();
     auto* colors = new osg::Vec4Array;
     colors->assign(4, m_lineColor);
     geometry->setVertexAttribArray(3, colors, osg::Array::BIND_PER_VERTEX);

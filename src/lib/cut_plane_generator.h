@@ -35,6 +35,8 @@ private:
     void computeCornerAndSpherePosition();
     osg::Geode* createPlane();
     osg::Geode* createLine();
+    // The four corners, drawable inside QtQuick; the caller adds colours and primitive.
+    osg::Geometry* cornerGeometry() const;
     osg::Geode* createArrow();
     osg::Group* createDisabledCutPlane(osg::Group* enabled);
 
