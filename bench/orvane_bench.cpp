@@ -6,7 +6,7 @@
 #include "canvas3d_view.h"
 #include "canvas_base.h"
 #include "frame_counter.h"
-#include "incremental_update/incre_point_geomtry_apple.h"
+#include "incre_point_geomtry_apple.h"
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
 #include "raw_gl_ingest.h"

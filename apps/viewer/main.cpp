@@ -9,7 +9,7 @@
 #include "canvas3d_item.h"
 #include "canvas3d_offscreen.h"
 #include "canvas3d_view.h"
-#include "incremental_update/incre_point_geomtry_apple.h"
+#include "incre_point_geomtry_apple.h"
 #include "orvane_operations.h"
 
 #include <QCommandLineParser>

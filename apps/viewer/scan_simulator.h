@@ -1,6 +1,6 @@
 #pragma once
 
-#include "incremental_update/incre_point_geomtry_apple.h"
+#include "incre_point_geomtry_apple.h"
 
 #include <QObject>
 #include <atomic>

@@ -1,9 +1,9 @@
 #include "viewer_keys.h"
 
-#include "camera_ctrl/customize_manipulator.h"
 #include "camera_operations.h"
 #include "canvas3d_shadermanager.h"
 #include "canvas3d_view.h"
+#include "customize_manipulator.h"
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
 

@@ -1,10 +1,10 @@
 #include "customize_manipulator.h"
 
 #include "basic_shapes.h"
-#include "camera_ctrl/depth_callbacks.h"
-#include "camera_ctrl/valid_bound_visitor.h"
-#include "orvane_singleton.h"
-#include "selecttool/selectDepthCallback.h"
+#include "depth_callbacks.h"
+#include "scene_flags.h"
+#include "selectDepthCallback.h"
+#include "valid_bound_visitor.h"
 
 #include <cmath>
 #include <limits>
@@ -21,7 +21,7 @@ namespace {
 
 bool scanning()
 {
-    return OrvaneSingleton::instance()->getScanState();
+    return SceneFlags::scanState();
 }
 
 bool isOrthographic(const osg::Camera* camera)
@@ -327,7 +327,7 @@ void CustomizeManipulator::setTransformation(const osg::Vec3d& eye, const osg::V
     const osg::Matrixd rotation(s[0], u[0], -f[0], 0.0, s[1], u[1], -f[1], 0.0, s[2], u[2], -f[2],
                                 0.0, 0.0, 0.0, 0.0, 1.0);
     // A running scan keeps its zoom, unless the scan has just changed state.
-    if (!scanning() || OrvaneSingleton::instance()->getScanStateChanged(true))
+    if (!scanning() || SceneFlags::takeScanStateChanged())
         _distance = (center - eye).length();
     _center = center;
     _rotation = rotation.getRotate().inverse();

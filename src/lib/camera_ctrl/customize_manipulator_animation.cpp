@@ -3,9 +3,9 @@
 
 #include "animation_mgr.h"
 #include "camera_operations.h"
-#include "canvas3d_view.h"
 #include "orvane_log.h"
-#include "orvane_singleton.h"
+#include "scene_flags.h"
+#include "view_info.h"
 
 #include <cmath>
 
@@ -85,7 +85,7 @@ void CustomizeManipulator::setTransformAnimation(const osg::Quat& rotation,
 bool CustomizeManipulator::performAnimationMovement(const GA& ea, osgGA::GUIActionAdapter& us)
 {
     auto* data = dynamic_cast<CameraTransformAnimationData*>(_animationData.get());
-    ViewInfo* info = ViewMgr::getViewInfo(m_pViewer);
+    ViewInfo* info = ViewInfo::of(m_pViewer);
     if (!data || !info || !info->canvas)
         return false;
     double t = 0.0;
@@ -155,7 +155,7 @@ void CustomizeManipulator::finishAnimation()
 void CustomizeManipulator::setCameraDirectionType(DirectionType type, bool animated)
 {
     FitOperationAuto::restoreIfExistNanValue(m_pViewer);
-    ViewInfo* info = ViewMgr::getViewInfo(m_pViewer);
+    ViewInfo* info = ViewInfo::of(m_pViewer);
     if (!info || !info->canvas)
         return;
     const osg::Quat r = directionRotation(type);
@@ -224,7 +224,7 @@ osg::Operation* CustomizeManipulator::setCameraPosWithAnimationOperation(const o
 void CustomizeManipulator::setCameraPosWithAnimation(const osg::Quat& rotation, bool fitToNode,
                                                      float animationTime)
 {
-    ViewInfo* info = ViewMgr::getViewInfo(m_pViewer);
+    ViewInfo* info = ViewInfo::of(m_pViewer);
     if (!info || !info->canvas)
         return;
     info->canvas->addOperation(
@@ -237,7 +237,7 @@ void CustomizeManipulator::checkIsAlreadyFit(float distance, const osg::Vec3f& c
     constexpr float e = 1e-4f;
     bool same = std::abs(distance - static_cast<float>(_distance)) < e;
     // During a scan only the distance counts.
-    if (!OrvaneSingleton::instance()->getScanState()) {
+    if (!SceneFlags::scanState()) {
         const osg::Vec3f c = _center;
         same = same && std::abs(c.x() - center.x()) < e && std::abs(c.y() - center.y()) < e &&
                std::abs(c.z() - center.z()) < e;

@@ -1,10 +1,10 @@
 // Zoom about the surface under the cursor, bounded by the model's radius on screen.
 #include "customize_manipulator.h"
 
-#include "camera_ctrl/depth_callbacks.h"
-#include "canvas3d_view.h"
+#include "depth_callbacks.h"
 #include "orvane_log.h"
-#include "orvane_singleton.h"
+#include "scene_flags.h"
+#include "view_info.h"
 
 #include <QtGlobal>
 #include <cmath>
@@ -18,7 +18,7 @@ namespace {
 
 bool scanning()
 {
-    return OrvaneSingleton::instance()->getScanState();
+    return SceneFlags::scanState();
 }
 
 bool hasNan(const osg::Vec3d& v)
@@ -107,7 +107,7 @@ void CustomizeManipulator::zoomModelCustom(const GA& ea, float dy, bool zoomOut)
     emit scaled();
 
     if (!scan && m_manipulatorType == Perspective && dy > 0.0f && m_pViewer &&
-        ViewMgr::isCreateBy(m_pViewer) && _node.valid()) {
+        ViewInfo::of(m_pViewer) && _node.valid()) {
         const float radius = _node->getBound().radius();
         if (_distance > radius * 3.5) {
             qCDebug(orvane) << "__vv__warning__"

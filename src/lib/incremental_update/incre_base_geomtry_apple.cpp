@@ -5,15 +5,11 @@
 #include "orvane_log.h"
 
 #include <QFile>
-#include <QOpenGLContext>
 
 namespace Vorna {
 namespace Orvane {
 
-BaseGeometryApple::BaseGeometryApple(bool hasColor) : m_hasColor(hasColor)
-{
-    setUseVertexBufferObjects(true);
-}
+BaseGeometryApple::BaseGeometryApple(bool hasColor) : m_hasColor(hasColor) {}
 
 void BaseGeometryApple::setHasColor(bool hasColor)
 {
@@ -21,25 +17,10 @@ void BaseGeometryApple::setHasColor(bool hasColor)
     m_hasColor = hasColor;
 }
 
-void BaseGeometryApple::drawImplementation(osg::RenderInfo& renderInfo) const
-{
-    // Drawing changes the drawable's own GL objects, never its scene-graph state.
-    const_cast<BaseGeometryApple*>(this)->drawCall(renderInfo);
-}
-
 QByteArray BaseGeometryApple::readShaderFile(const QString& path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-QOpenGLFunctions_4_1_Core* BaseGeometryApple::getGlFun()
-{
-    QOpenGLContext* context = QOpenGLContext::currentContext();
-    auto* functions = context ? context->versionFunctions<QOpenGLFunctions_4_1_Core>() : nullptr;
-    if (functions)
-        functions->initializeOpenGLFunctions();
-    return functions;
 }
 
 void BaseGeometryApple::deleteVertexArray(unsigned int& id)

@@ -1,16 +1,17 @@
 #pragma once
 
+#include "custom_base_geometry.h"
+
 #include <QByteArray>
-#include <QOpenGLFunctions_4_1_Core>
-#include <osg/Geometry>
-#include <osg/Uniform>
 #include <osg/Matrixf>
+#include <osg/Uniform>
 
 namespace Vorna {
 namespace Orvane {
 
-// A drawable that issues raw GL from inside the scene graph's draw. Render thread.
-class BaseGeometryApple : public osg::Geometry
+// The live cloud's raw-GL drawables: a fixed bound, the colour switch and the matrices their
+// programs take. Render thread.
+class BaseGeometryApple : public CustomBaseGeometry
 {
 public:
     // A fixed bound, so that the scene graph never measures arrays it doesn't hold.
@@ -26,13 +27,9 @@ public:
 
     explicit BaseGeometryApple(bool hasColor);
 
-    virtual void initDrawCall() {}
     virtual void setHasColor(bool hasColor);
-    virtual void drawCall(osg::RenderInfo& renderInfo) = 0;
-    void drawImplementation(osg::RenderInfo& renderInfo) const override;
 
     static QByteArray readShaderFile(const QString& path);
-    static QOpenGLFunctions_4_1_Core* getGlFun();
     void deleteVertexArray(unsigned int& id);
     void deleteGLBuffer(unsigned int& id);
 

@@ -3,7 +3,7 @@
 #include "canvas3d_drawable.h"
 #include "gl_shader.h"
 #include "orvane_log.h"
-#include "rect_cut_plane.h"
+#include "scene_flags.h"
 
 #include <QOpenGLContext>
 #include <cstring>
@@ -25,10 +25,17 @@ IncreCurFrameGeometry::IncreCurFrameGeometry(float alpha)
 
 IncreCurFrameGeometry::~IncreCurFrameGeometry()
 {
+    releaseGLObjects();
+}
+
+void IncreCurFrameGeometry::releaseGLObjects(osg::State* state) const
+{
+    BaseGeometryApple::releaseGLObjects(state);
     if (!QOpenGLContext::currentContext())
         return;
-    deleteVertexArray(m_vao);
-    deleteGLBuffer(m_vbo);
+    auto* self = const_cast<IncreCurFrameGeometry*>(this);
+    self->deleteVertexArray(self->m_vao);
+    self->deleteGLBuffer(self->m_vbo);
 }
 
 void IncreCurFrameGeometry::setCurrentFramePointData(std::shared_ptr<CurrentFramePointData> data)
@@ -227,7 +234,7 @@ void IncreCurFrameGeometry::drawCurrent(osg::RenderInfo& renderInfo)
     p.setInt("distanceTex", 1);
     p.setUint("lightMode", m_lightMode);
     p.setVec3("lightPos", m_lightPos);
-    p.setBool("isCutPlaneExist", RectCutPlane::hasRectCutPlane());
+    p.setBool("isCutPlaneExist", SceneFlags::rectCutPlaneExists());
     fetchCutPlaneOsgUniform(renderInfo);
     p.setBool("isShowFront", m_isShowFront);
     osg::State* state = renderInfo.getState();

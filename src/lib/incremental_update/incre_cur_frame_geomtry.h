@@ -47,6 +47,7 @@ public:
 
 protected:
     ~IncreCurFrameGeometry() override;
+    void releaseGLObjects(osg::State* state = nullptr) const override;
 
 private:
     bool distanceArraysValid() const;

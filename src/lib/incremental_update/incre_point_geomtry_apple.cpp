@@ -3,8 +3,7 @@
 #include "canvas3d_shadermanager.h"
 #include "gl_shader.h"
 #include "orvane_log.h"
-#include "orvane_singleton.h"
-#include "rect_cut_plane.h"
+#include "scene_flags.h"
 
 #include <QOpenGLContext>
 #include <QString>
@@ -67,11 +66,20 @@ IncrePointGeometryApple::~IncrePointGeometryApple()
         qCWarning(orvane) << "OrvaneSingleton or QOpenGLContext is nullptr!";
         return;
     }
-    deleteVertexArray(m_increGLBuffer.vao);
-    if (m_wholeDataBuf)
+    releaseGLObjects();
+}
+
+void IncrePointGeometryApple::releaseGLObjects(osg::State* state) const
+{
+    BaseGeometryApple::releaseGLObjects(state);
+    if (!QOpenGLContext::currentContext())
+        return;
+    auto* self = const_cast<IncrePointGeometryApple*>(this);
+    self->deleteVertexArray(self->m_increGLBuffer.vao);
+    if (m_wholeDataBuf && m_wholeDataBuf->isInited())
         m_wholeDataBuf->release();
-    deleteGLBuffer(m_increGLBuffer.wholeFrameIdBuffer);
-    m_drawProgram.reset();
+    self->deleteGLBuffer(self->m_increGLBuffer.wholeFrameIdBuffer);
+    self->m_drawProgram.reset();
 }
 
 void IncrePointGeometryApple::addIncreasePatchData(std::shared_ptr<IncrePatchData> patch)
@@ -216,8 +224,7 @@ void IncrePointGeometryApple::initOsg()
     ss->setTextureAttributeAndModes(0, m_frameRtTexture.texture.get(), osg::StateAttribute::ON);
     ss->addUniform(new osg::Uniform("texFrameMatrix", 0));
     if (m_bindEditPointProgram)
-        if (osg::Program* program =
-                OrvaneSingleton::instance()->getShaderMgr()->getShader("edit_pointcolor"))
+        if (osg::Program* program = ShaderManager::instance()->getShader("edit_pointcolor"))
             ss->setAttribute(program);
 }
 
@@ -445,7 +452,7 @@ bool IncrePointGeometryApple::fetchAndUpdateAttrib(osg::ref_ptr<osg::Vec3Array>&
                           << "End, cannot fetch attrib !! index:" << index;
         return false;
     }
-    if (RectCutPlane::hasRectCutPlane() && m_cutPlaneInfo.enabled &&
+    if (SceneFlags::rectCutPlaneExists() && m_cutPlaneInfo.enabled &&
         stateArr->size() == vertArr->size())
         bakeCutPlane(vertArr.get(), stateArr.get());
     qCInfo(orvane) << "fetchAndUpdateAttrib"
@@ -1075,7 +1082,7 @@ void IncrePointGeometryApple::setWholePointCloudUniform(osg::RenderInfo& renderI
     p.setInt("texFrameMatrix", 0);
     p.setInt("colorIndex", 1);
     p.setBool("bRigidScan", m_bRigidScan);
-    p.setBool("isCutPlaneExist", RectCutPlane::hasRectCutPlane());
+    p.setBool("isCutPlaneExist", SceneFlags::rectCutPlaneExists());
     fetchOsgUniform(renderInfo);
 }
 
@@ -1099,7 +1106,7 @@ bool IncrePointGeometryApple::fetchOsgUniform(osg::RenderInfo& renderInfo)
     }
     const GLuint program = m_drawProgram->getProgram();
     const osg::GLExtensions* extensions = state->get<osg::GLExtensions>();
-    const bool cutPlane = RectCutPlane::hasRectCutPlane();
+    const bool cutPlane = SceneFlags::rectCutPlaneExists();
     int cutBits = 0;
     const auto apply = [&](const osg::Uniform* uniform) {
         if (!uniform)

@@ -73,6 +73,9 @@ public:
 
 protected:
     ~IncrePointGeometryApple() override;
+    // Frees the cloud's GL buffers while their context is current (the viewer closing its
+    // window); the destructor frees whatever is left only if a context is current then.
+    void releaseGLObjects(osg::State* state = nullptr) const override;
     // Where the debug dump makes its time-stamped folder.
     virtual QString debugDumpBaseDir() const;
     // The owner of the whole-cloud buffers; tests hand in one whose allocations fail.

@@ -1,11 +1,11 @@
 // The manipulator on a view of its own: synthetic pointer events, projections, fit, bounds.
-#include "camera_ctrl/customize_manipulator.h"
-#include "camera_ctrl/track_view_range.h"
-#include "camera_ctrl/valid_bound_visitor.h"
 #include "canvas3d_drawable.h"
 #include "canvas3d_view.h"
+#include "customize_manipulator.h"
 #include "gl_test_support.h"
 #include "orvane_singleton.h"
+#include "track_view_range.h"
+#include "valid_bound_visitor.h"
 
 #include <QSignalSpy>
 #include <cmath>

@@ -1,8 +1,8 @@
 // Depth under the cursor and zoom about it, on a live canvas with a wall facing the camera.
-#include "camera_ctrl/customize_manipulator.h"
-#include "camera_ctrl/depth_callbacks.h"
 #include "canvas3d_drawable.h"
 #include "canvas3d_view.h"
+#include "customize_manipulator.h"
+#include "depth_callbacks.h"
 #include "gl_test_support.h"
 #include "orvane_operations.h"
 #include "orvane_singleton.h"

@@ -1,8 +1,8 @@
 // Small geometry makers: what they build, checked on the arrays and primitives.
-#include "geommaker/circle_geom_maker.h"
-#include "geommaker/invalid_bounds.h"
-#include "geommaker/line_geom_maker.h"
-#include "geommaker/sphere_geom_maker.h"
+#include "circle_geom_maker.h"
+#include "invalid_bounds.h"
+#include "line_geom_maker.h"
+#include "sphere_geom_maker.h"
 
 #include <gtest/gtest.h>
 #include <osg/Geode>

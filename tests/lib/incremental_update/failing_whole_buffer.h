@@ -1,6 +1,6 @@
 #pragma once
 
-#include "incremental_update/incre_whole_data_buffer.h"
+#include "incre_whole_data_buffer.h"
 
 #include <vector>
 

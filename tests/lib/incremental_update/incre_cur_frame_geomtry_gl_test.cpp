@@ -1,7 +1,7 @@
 // The current scan frame drawn over the cloud: its colour rules and settings.
 #include "canvas3d_view.h"
 #include "gl_test_support.h"
-#include "incremental_update/incre_cur_frame_geomtry.h"
+#include "incre_cur_frame_geomtry.h"
 #include "orvane_operations.h"
 
 #include <gtest/gtest.h>

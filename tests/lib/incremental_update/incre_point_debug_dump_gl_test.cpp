@@ -1,7 +1,7 @@
 // The live cloud's debug dump, asked for through the camera, and the bound query.
 #include "canvas3d_view.h"
 #include "gl_test_support.h"
-#include "incremental_update/incre_point_geomtry_apple.h"
+#include "incre_point_geomtry_apple.h"
 #include "live_cloud_start.h"
 #include "orvane_operations.h"
 

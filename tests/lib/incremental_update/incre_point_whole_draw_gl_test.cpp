@@ -3,7 +3,7 @@
 #include "canvas3d_drawable.h"
 #include "canvas3d_view.h"
 #include "gl_test_support.h"
-#include "incremental_update/incre_point_geomtry_apple.h"
+#include "incre_point_geomtry_apple.h"
 #include "live_cloud_start.h"
 #include "orvane_operations.h"
 #include "rect_cut_plane.h"

@@ -1,7 +1,7 @@
 // The whole-cloud buffers on a real context: growth policy, parking, restoring, read-back.
 #include "failing_whole_buffer.h"
 #include "gl_test_support.h"
-#include "incremental_update/incre_whole_data_buffer.h"
+#include "incre_whole_data_buffer.h"
 
 #include <QOffscreenSurface>
 #include <QOpenGLContext>

@@ -4,7 +4,7 @@
 // scan kind set, incremental updates on, GPU buffers begun, in the model group.
 #include "canvas3d_view.h"
 #include "gl_test_support.h"
-#include "incremental_update/incre_point_geomtry_apple.h"
+#include "incre_point_geomtry_apple.h"
 #include "render_info.h"
 
 #include <gtest/gtest.h>

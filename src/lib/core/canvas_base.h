@@ -1,0 +1,69 @@
+#pragma once
+
+#include <QObject>
+#include <QSharedPointer>
+#include <QSize>
+#include <osg/OperationThread>
+#include <osg/Referenced>
+#include <osg/ref_ptr>
+#include <vector>
+
+class QRunnable;
+
+namespace osgViewer {
+class View;
+}
+
+namespace Vorna {
+namespace Orvane {
+
+// What the façade talks to: an on-screen item or an offscreen surface.
+// Reference counted through osg::ref_ptr; every call is safe from any thread.
+class SpaceMouseMgr;
+
+class CanvasBase : public QObject, public osg::Referenced
+{
+    Q_OBJECT
+public:
+    CanvasBase();
+
+    bool isUpdateBlocked() const { return m_updateBlocked; }
+    unsigned int getNumSamples() const { return m_numSamples; }
+    bool isRendererCreated() const { return m_rendererCreated; }
+    // Emits rendererCreated() the first time only.
+    void setRendererCreated();
+
+    virtual void addOperation(osg::ref_ptr<osg::Operation> op) = 0;
+    virtual void addOperations(std::vector<osg::ref_ptr<osg::Operation>>& ops) = 0;
+    // Neither runs nor frees the runnable.
+    virtual void execRunnable(QRunnable*) {}
+    virtual void frame() = 0;
+    virtual void framing(float seconds) = 0;
+    virtual osgViewer::View* mainView() = 0;
+    virtual void setUpdateBlocked(bool block) = 0;
+    virtual void setSamples(int samples) = 0;
+    virtual float getMaxFrameRate() const { return m_maxFrameRate; }
+    virtual void setMaxFrameRate(float rate) = 0;
+    virtual double devicePixelRatio() const = 0;
+    virtual double width() const = 0;
+    virtual double height() const = 0;
+    virtual QSize getScreenSize() const = 0;
+    // -1: the canvas has no pacing mode.
+    virtual int getTriggerUpdateType() const { return -1; }
+    // The space mouse bound to this canvas's window; canvases without a window have none.
+    virtual QSharedPointer<SpaceMouseMgr> getSpaceMouseMgr() const { return {}; }
+
+signals:
+    void rendererCreated();
+
+protected:
+    ~CanvasBase() override;
+
+    bool m_rendererCreated = false;
+    bool m_updateBlocked = false;
+    float m_maxFrameRate = 60.0f;
+    unsigned int m_numSamples = 0;
+};
+
+} // namespace Orvane
+} // namespace Vorna
