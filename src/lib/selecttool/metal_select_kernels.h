@@ -101,22 +101,46 @@ inline float depthBilinearInterpolation(Float2 posF, int x, int y, int width, in
     return std::max(std::max(v, std::max(p00, p10)), std::max(p01, p11));
 }
 
+// The general case of depthBilinearInterpolation, for windows known to lie inside the image.
+inline float depthBilinearInterior(Float2 posF, int x, int y, int width, const float* depthArr,
+                                   float floorOrCeil)
+{
+    const float* row = depthArr + static_cast<std::ptrdiff_t>(y) * width + x;
+    const float p00 = row[0], p10 = row[1], p01 = row[width], p11 = row[width + 1];
+    const float tx = floorOrCeil * (posF.x - static_cast<float>(x));
+    const float ty = floorOrCeil * (posF.y - static_cast<float>(y));
+    const float bottom = p00 + tx * (p10 - p00);
+    const float top = p01 + tx * (p11 - p01);
+    const float v = bottom + ty * (top - bottom);
+    return std::max(std::max(v, std::max(p00, p10)), std::max(p01, p11));
+}
+
 // pos2d is the window position less half a pixel; zInView the vertex's view-space z.
 inline bool isBlockedInDepth(float zInView, Float2 pos2d, const ComputeParam& param,
                              const float* depthArr)
 {
     const int width = static_cast<int>(param.viewport.z);
     const int height = static_cast<int>(param.viewport.w);
+    // Most vertices see a window that touches no edge: there the edge tests can go.
+    const bool interior = pos2d.x - 1.0f >= 0.0f && pos2d.y - 1.0f >= 0.0f &&
+                          pos2d.x + 1.0f < static_cast<float>(width - 2) &&
+                          pos2d.y + 1.0f < static_cast<float>(height - 2);
     float finalDepth = -INFINITY;
     for (int i = -1; i <= 1; ++i) {
         for (int j = -1; j <= 1; ++j) {
             const Float2 pos{pos2d.x + static_cast<float>(i), pos2d.y + static_cast<float>(j)};
-            const float below = depthBilinearInterpolation(pos, static_cast<int>(std::floor(pos.x)),
-                                                           static_cast<int>(std::floor(pos.y)),
-                                                           width, height, depthArr, 1.0f);
-            const float above = depthBilinearInterpolation(pos, static_cast<int>(std::ceil(pos.x)),
-                                                           static_cast<int>(std::ceil(pos.y)),
-                                                           width, height, depthArr, -1.0f);
+            const int fx = static_cast<int>(std::floor(pos.x));
+            const int fy = static_cast<int>(std::floor(pos.y));
+            const int cx = static_cast<int>(std::ceil(pos.x));
+            const int cy = static_cast<int>(std::ceil(pos.y));
+            float below, above;
+            if (interior) {
+                below = depthBilinearInterior(pos, fx, fy, width, depthArr, 1.0f);
+                above = depthBilinearInterior(pos, cx, cy, width, depthArr, -1.0f);
+            } else {
+                below = depthBilinearInterpolation(pos, fx, fy, width, height, depthArr, 1.0f);
+                above = depthBilinearInterpolation(pos, cx, cy, width, height, depthArr, -1.0f);
+            }
             finalDepth = std::max(finalDepth, std::max(below, above));
         }
     }
