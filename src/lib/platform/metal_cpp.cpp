@@ -310,10 +310,9 @@ void CommandBuffer::commit()
 void CommandBuffer::waitUntilCompleted()
 {
     std::unique_lock<std::mutex> lock(m_statusMutex);
-    m_statusChanged.wait(lock, [this] {
-        return m_status == CommandBufferStatusCompleted || m_status == CommandBufferStatusError ||
-               m_status == CommandBufferStatusNotEnqueued;
-    });
+    // A command buffer never committed has nothing to wait for.
+    m_statusChanged.wait(
+        lock, [this] { return m_finished || m_status == CommandBufferStatusNotEnqueued; });
 }
 
 CommandBufferStatus CommandBuffer::status() const
@@ -344,7 +343,7 @@ void CommandBuffer::execute()
                                        dispatch.threadsPerThreadgroup);
     }
     m_gpuEnd = monotonicSeconds();
-    // Handlers see the finished state, as on the platform; waiters wake after them.
+    // Handlers see the finished state, as on the platform; waiters return after them.
     {
         std::lock_guard<std::mutex> lock(m_statusMutex);
         m_status = CommandBufferStatusCompleted;
@@ -353,6 +352,10 @@ void CommandBuffer::execute()
     for (const CommandBufferHandler& handler : m_handlers)
         handler(this);
     pool->release();
+    {
+        std::lock_guard<std::mutex> lock(m_statusMutex);
+        m_finished = true;
+    }
     m_statusChanged.notify_all();
 }
 

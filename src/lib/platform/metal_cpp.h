@@ -263,6 +263,7 @@ public:
     ComputeCommandEncoder* computeCommandEncoder();
     void addCompletedHandler(const CommandBufferHandler& handler);
     void commit();
+    // Returns once the work is done and the completion handlers have returned.
     void waitUntilCompleted();
     CommandBufferStatus status() const;
     // Seconds on a monotonic clock: start of the first dispatch and end of the last.
@@ -298,6 +299,7 @@ private:
     mutable std::mutex m_statusMutex;
     std::condition_variable m_statusChanged;
     CommandBufferStatus m_status = CommandBufferStatusNotEnqueued;
+    bool m_finished = false; // completed and every handler returned
 };
 
 class CommandQueue : public NS::Object
