@@ -170,6 +170,51 @@ TEST_F(ManipulatorTest, CustomTrackballWithoutANodeOrBoundLeavesOrLogs)
     EXPECT_TRUE(log.contains("Boudingsphere is not valid."));
 }
 
+TEST_F(ManipulatorTest, AlreadyFitIsSignalledOnlyWhereTheCameraStands)
+{
+    QSignalSpy fit(manipulator, &CustomizeManipulator::isAlreadyFitState);
+    OrvaneTest::LogCapture log;
+    const float distance = static_cast<float>(manipulator->getDistance());
+    const osg::Vec3f centre = manipulator->getCenter();
+    manipulator->checkIsAlreadyFit(distance, centre, true);
+    ASSERT_EQ(fit.count(), 1);
+    EXPECT_TRUE(fit.at(0).at(0).toBool());
+    EXPECT_TRUE(log.contains("=== is already fit ==="));
+    // Within 1e-4 of both is the same place.
+    manipulator->checkIsAlreadyFit(distance + 5e-5f, centre + osg::Vec3f(5e-5f, 0, 0), false);
+    ASSERT_EQ(fit.count(), 2);
+    EXPECT_FALSE(fit.at(1).at(0).toBool());
+
+    manipulator->checkIsAlreadyFit(distance + 0.01f, centre, true);
+    manipulator->checkIsAlreadyFit(distance, centre + osg::Vec3f(0, 0, 0.01f), true);
+    EXPECT_EQ(fit.count(), 2);
+    // During a scan only the distance counts.
+    OrvaneSingleton::instance()->updateScanStateNoOpe(true);
+    manipulator->checkIsAlreadyFit(distance, centre + osg::Vec3f(0, 0, 0.01f), true);
+    manipulator->checkIsAlreadyFit(distance + 0.01f, centre, true);
+    OrvaneSingleton::instance()->updateScanStateNoOpe(false);
+    EXPECT_EQ(fit.count(), 3);
+}
+
+TEST_F(ManipulatorTest, GizmoFitRegionSignalsOnlyChanges)
+{
+    QSignalSpy region(manipulator, &CustomizeManipulator::isMouseInGizemoFitRegion);
+    OrvaneTest::LogCapture log;
+    EXPECT_FALSE(manipulator->bMouseInGizmoFitRegion());
+    manipulator->setMouseInGizemoFitRegion(false);
+    EXPECT_EQ(region.count(), 0);
+    manipulator->setMouseInGizemoFitRegion(true);
+    manipulator->setMouseInGizemoFitRegion(true);
+    ASSERT_EQ(region.count(), 1);
+    EXPECT_TRUE(region.at(0).at(0).toBool());
+    EXPECT_TRUE(manipulator->bMouseInGizmoFitRegion());
+    EXPECT_EQ(log.count("setMouseInGizemoFitRegion: in"), 1);
+    manipulator->setMouseInGizemoFitRegion(false);
+    ASSERT_EQ(region.count(), 2);
+    EXPECT_FALSE(region.at(1).at(0).toBool());
+    EXPECT_EQ(log.count("setMouseInGizemoFitRegion: out"), 1);
+}
+
 TEST_F(ManipulatorTest, ShiftAndCtrlLeftDragsDoNothingAndADisabledButtonIsConsumed)
 {
     const osg::Quat before = manipulator->getRotation();
