@@ -3,6 +3,7 @@
 #include "builtin_scene.h"
 #include "model_reader.h"
 #include "scan_simulator.h"
+#include "scene_wait.h"
 #include "viewer_keys.h"
 
 #include "camera_operations.h"
@@ -19,6 +20,7 @@
 #include <QQmlContext>
 #include <QQuickWindow>
 #include <QTimer>
+#include <atomic>
 #include <cstdio>
 #include <memory>
 #include <osg/Geode>
@@ -38,8 +40,9 @@ void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& mo
         }));
     if (cloud)
         canvas->addOperation(new LambdaOperation([cloud, scan](RenderInfo& info) {
-            cloud->initDrawCall();
+            // Rigid before the buffers are made: a rigid scan needs no frame-id buffer.
             cloud->setIsRigidScan(true);
+            cloud->initDrawCall();
             cloud->setIsIncreaseUpdate(true);
             cloud->beginOfIncreUpdate();
             auto* geode = new osg::Geode;
@@ -53,6 +56,16 @@ void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& mo
     canvas->addOperation(new FitOperationAuto(nullptr, false));
 }
 
+// A slow machine only takes longer; a scene that never completes ends the run with a reason.
+void exitOnTimeout(QGuiApplication& app, const SceneWait& wait, int seconds)
+{
+    QTimer::singleShot(seconds * 1000, &app, [&app, &wait, seconds] {
+        std::fprintf(stderr, "gave up after %d s waiting for %s\n", seconds,
+                     qPrintable(wait.waitingFor()));
+        app.exit(1);
+    });
+}
+
 bool saveImage(const QImage& image, const QString& path)
 {
     const bool saved = !image.isNull() && image.save(path);
@@ -61,35 +74,32 @@ bool saveImage(const QImage& image, const QString& path)
     return saved;
 }
 
-// Renders with no window and saves the last frame after `settleMs` of scanning.
+// Renders with no window and saves the first frame that shows the whole scene.
 int runOffscreen(QGuiApplication& app, int width, int height, const QString& out,
                  const std::vector<osg::ref_ptr<osg::Node>>& models,
-                 osg::ref_ptr<IncrePointGeometryApple> cloud, ScanSimulator* scan, int settleMs)
+                 osg::ref_ptr<IncrePointGeometryApple> cloud, ScanSimulator* scan, SceneWait& wait,
+                 int timeoutSeconds)
 {
-    QMutex mutex;
-    osg::ref_ptr<osg::Image> last;
+    int code = 1;
+    std::atomic<bool> handed{false};
     Canvas3DOffscreenSurface surface(width, height, [&](osg::ref_ptr<osg::Image>& image) {
-        QMutexLocker lock(&mutex);
-        last = image;
+        if (handed || !image || !wait.frameDrawn())
+            return;
+        handed = true;
+        // The canvas hands over RGB rows, top row first.
+        const QImage frame =
+            QImage(image->data(), image->s(), image->t(),
+                   static_cast<int>(image->getRowStepInBytes()), QImage::Format_RGB888)
+                .copy();
+        QMetaObject::invokeMethod(
+            &app, [&app, &code, frame, out] { app.exit(code = saveImage(frame, out) ? 0 : 1); },
+            Qt::QueuedConnection);
     });
     CanvasBase* canvas = surface.getCanvasBase();
     canvas->addOperation(new ClearColorOperation(osg::Vec4f(0.125f, 0.141f, 0.173f, 1.0f)));
     addScene(canvas, models, cloud, scan);
-    int code = 1;
-    QTimer::singleShot(settleMs, [&] {
-        canvas->frame();
-        QTimer::singleShot(200, [&] {
-            QMutexLocker lock(&mutex);
-            // The canvas hands over RGB rows, top row first.
-            const QImage image =
-                last ? QImage(last->data(), last->s(), last->t(),
-                              static_cast<int>(last->getRowStepInBytes()), QImage::Format_RGB888)
-                           .copy()
-                     : QImage();
-            code = saveImage(image, out) ? 0 : 1;
-            app.exit(code);
-        });
-    });
+    canvas->addOperation(wait.marker());
+    exitOnTimeout(app, wait, timeoutSeconds);
     app.exec();
     return code;
 }
@@ -112,8 +122,15 @@ int main(int argc, char** argv)
     QCommandLineOption patchOption("patch-points", "Points per patch.", "n", "5000");
     QCommandLineOption rateOption("patches-per-second", "Patches per second.", "n", "50");
     QCommandLineOption scanOption("scan", "Replay the points of <file> as a live scan.", "file");
+    QCommandLineOption waitPointsOption(
+        "wait-points",
+        "With a scan, --grab and --offscreen save once this many points are drawn "
+        "(default: the whole scan).",
+        "n", "0");
+    QCommandLineOption timeoutOption(
+        "timeout", "Seconds --grab and --offscreen wait for the complete scene.", "s", "60");
     parser.addOptions({grabOption, offscreenOption, outOption, sizeOption, pointsOption,
-                       patchOption, rateOption, scanOption});
+                       patchOption, rateOption, scanOption, waitPointsOption, timeoutOption});
     parser.addPositionalArgument("files", "Meshes and point clouds to open (PLY, OBJ, STL, XYZ, "
                                           "ASC, TXT, PTS).");
     parser.process(app);
@@ -172,11 +189,20 @@ int main(int argc, char** argv)
         return 1;
     }
 
+    const int timeout = parser.value(timeoutOption).toInt();
+    if (timeout <= 0) {
+        std::fprintf(stderr, "bad --timeout '%s', expected seconds\n",
+                     qPrintable(parser.value(timeoutOption)));
+        return 2;
+    }
+    SceneWait wait(cloud.get(), scan.get(), parser.value(waitPointsOption).toInt());
     if (parser.isSet(offscreenOption))
         return runOffscreen(app, width, height, parser.value(outOption), models, cloud, scan.get(),
-                            800);
+                            wait, timeout);
 
     qmlRegisterType<Canvas3DItem>("Vorna.Orvane", 1, 0, "Canvas3DItem");
+    // Outlives the window, whose render thread reads it.
+    std::atomic<bool> grabbing{false};
     QQmlApplicationEngine engine;
     engine.rootContext()->setContextProperty("viewerWidth", width);
     engine.rootContext()->setContextProperty("viewerHeight", height);
@@ -194,12 +220,24 @@ int main(int argc, char** argv)
     addScene(canvas->getCanvasBase(), models, cloud, scan.get());
 
     if (parser.isSet(grabOption)) {
+        canvas->getCanvasBase()->addOperation(wait.marker());
         const QString path = parser.value(grabOption);
-        QObject::connect(canvas, &Canvas3DItem::rendererCreated, [&, path] {
-            // A few frames for the queued scene to land, then read the window back.
-            QTimer::singleShot(
-                500, [&, path] { app.exit(saveImage(window->grabWindow(), path) ? 0 : 1); });
-        });
+        // On the render thread, after each frame: the first that shows everything is read back.
+        QObject::connect(
+            window, &QQuickWindow::afterRendering, window,
+            [&app, &wait, &grabbing, window, path] {
+                if (grabbing || !wait.frameDrawn())
+                    return;
+                grabbing = true;
+                QMetaObject::invokeMethod(
+                    &app,
+                    [&app, window, path] {
+                        app.exit(saveImage(window->grabWindow(), path) ? 0 : 1);
+                    },
+                    Qt::QueuedConnection);
+            },
+            Qt::DirectConnection);
+        exitOnTimeout(app, wait, timeout);
     }
     return app.exec();
 }

@@ -75,8 +75,9 @@ void ScanSimulator::run()
         m_cloud->setWholeSize(static_cast<uint32_t>(id));
         m_cloud->setPatchVertexSize(static_cast<int>(patch->vertArr->size()));
         m_cloud->addIncreasePatchData(patch);
-        m_canvas->frame();
+        // Counted before the frame is asked for, so that the frame that draws the patch sees it.
         m_sent = id;
+        m_canvas->frame();
         emit progressChanged();
         std::this_thread::sleep_for(interval);
     }

@@ -31,6 +31,9 @@ public:
     // Streams into the cloud and asks `canvas` for a frame after each patch.
     void start(Vorna::Orvane::CanvasBase* canvas);
     QString progress() const;
+    // Points handed to the cloud so far (any thread), and the scan's total.
+    int sentPoints() const { return m_sent.load(); }
+    int totalPoints() const { return m_totalPoints; }
 
 signals:
     void progressChanged();

@@ -3,9 +3,12 @@
 #include <QImage>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <atomic>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <set>
+#include <thread>
+#include <vector>
 
 #ifndef ORVANE_VIEWER_PATH
 #error "ORVANE_VIEWER_PATH must name the viewer executable"
@@ -13,20 +16,50 @@
 
 namespace {
 
+// Longer than the viewer's own time-out, which reports what it waited for.
+constexpr int kViewerMs = 120000;
+
 // Runs the viewer with `arguments` and returns the image it wrote.
 QImage runViewer(const QStringList& arguments, const QString& png)
 {
     QProcess viewer;
     viewer.start(ORVANE_VIEWER_PATH, arguments);
-    EXPECT_TRUE(viewer.waitForFinished(60000));
+    EXPECT_TRUE(viewer.waitForFinished(kViewerMs));
     EXPECT_EQ(viewer.exitCode(), 0) << viewer.readAllStandardError().toStdString();
     return QImage(png);
 }
 
-void expectBuiltinScene(const QImage& image)
+// Keeps every core busy while alive, as a parallel build does: the viewer's threads get a
+// fraction of the time they get on an idle machine.
+class BusyCpu
+{
+public:
+    BusyCpu()
+    {
+        const unsigned int spinners = std::max(1u, std::thread::hardware_concurrency());
+        for (unsigned int i = 0; i < spinners; ++i)
+            m_threads.emplace_back([this] {
+                volatile unsigned long sink = 0;
+                while (!m_stop.load(std::memory_order_relaxed))
+                    sink = sink + 1;
+            });
+    }
+    ~BusyCpu()
+    {
+        m_stop = true;
+        for (std::thread& thread : m_threads)
+            thread.join();
+    }
+
+private:
+    std::atomic<bool> m_stop{false};
+    std::vector<std::thread> m_threads;
+};
+
+void expectBuiltinScene(const QImage& image, const QSize& size = QSize(320, 240))
 {
     ASSERT_FALSE(image.isNull());
-    EXPECT_EQ(image.size(), QSize(320, 240));
+    EXPECT_EQ(image.size(), size);
     const QColor background(0x20, 0x24, 0x2c);
     EXPECT_EQ(image.pixelColor(5, 5), background);
     // The torus is lit warm and the live scan blue, against a cool grey background.
@@ -38,8 +71,10 @@ void expectBuiltinScene(const QImage& image)
             blue += c.blue() > c.red() + 120 ? 1 : 0;
         }
     }
-    EXPECT_GT(warm, 2000) << "the mesh is missing";
-    EXPECT_GT(blue, 200) << "the live scan is missing";
+    // Counts for 320x240, scaled by area for larger frames.
+    const double scale = double(size.width()) * size.height() / (320.0 * 240.0);
+    EXPECT_GT(warm, 2000 * scale) << "the mesh is missing";
+    EXPECT_GT(blue, 200 * scale) << "the live scan is missing";
     std::set<QRgb> colours;
     for (int y = 0; y < image.height(); y += 4)
         for (int x = 0; x < image.width(); x += 4)
@@ -61,6 +96,58 @@ TEST(ViewerTest, OffscreenWritesTheSameSceneWithoutAWindow)
     QTemporaryDir dir;
     const QString png = dir.filePath("offscreen.png");
     expectBuiltinScene(runViewer({"--offscreen", "--size", "320x240", "--out", png}, png));
+}
+
+TEST(ViewerTest, TheWholeSceneIsSavedWhileTheCpuIsBusy)
+{
+    BusyCpu busy;
+    QTemporaryDir dir;
+    for (const QSize& size : {QSize(320, 240), QSize(1024, 768)}) {
+        SCOPED_TRACE(size.width());
+        const QString png = dir.filePath(QString("busy%1.png").arg(size.width()));
+        const QString arg = QString("%1x%2").arg(size.width()).arg(size.height());
+        expectBuiltinScene(runViewer({"--offscreen", "--size", arg, "--out", png}, png), size);
+    }
+    const QString grabbed = dir.filePath("busy_grab.png");
+    expectBuiltinScene(runViewer({"--size", "320x240", "--grab", grabbed}, grabbed));
+}
+
+TEST(ViewerTest, AScanThatNeverEndsTimesOutSayingWhatItWaitedFor)
+{
+    QTemporaryDir dir;
+    const QString png = dir.filePath("never.png");
+    QProcess viewer;
+    // Two patches a second of a million points: far from done after a second.
+    viewer.start(ORVANE_VIEWER_PATH, {"--offscreen", "--size", "160x120", "--out", png, "--timeout",
+                                      "1", "--scan-points", "1000000", "--patch-points", "100",
+                                      "--patches-per-second", "2"});
+    ASSERT_TRUE(viewer.waitForFinished(kViewerMs));
+    EXPECT_EQ(viewer.exitCode(), 1);
+    const QString error = viewer.readAllStandardError();
+    EXPECT_TRUE(error.contains("gave up after 1 s waiting for")) << qPrintable(error);
+    EXPECT_TRUE(error.contains("1000000 scan points drawn") || error.contains("the first frame") ||
+                error.contains("the scene to be added"))
+        << qPrintable(error);
+    EXPECT_FALSE(QFile::exists(png));
+}
+
+TEST(ViewerTest, AStatedPointCountEndsTheWaitBeforeTheScanEnds)
+{
+    QTemporaryDir dir;
+    const QString png = dir.filePath("part.png");
+    // The whole scan would take 500 s; the first 20000 points take a few.
+    const QImage image = runViewer({"--offscreen", "--size", "320x240", "--out", png,
+                                    "--scan-points", "1000000", "--patch-points", "10000",
+                                    "--patches-per-second", "2", "--wait-points", "20000"},
+                                   png);
+    ASSERT_FALSE(image.isNull());
+    int blue = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x) {
+            const QColor c = image.pixelColor(x, y);
+            blue += c.blue() > c.red() + 120 ? 1 : 0;
+        }
+    EXPECT_GT(blue, 0) << "the scan's first points are missing";
 }
 
 TEST(ViewerTest, AMeshFileWithoutNormalsIsShadedByTheMeshModel)

@@ -2,6 +2,7 @@
 
 #include "basic_shapes.h"
 #include "depth_callbacks.h"
+#include "orvane_log.h"
 #include "scene_flags.h"
 #include "selectDepthCallback.h"
 #include "valid_bound_visitor.h"
@@ -753,4 +754,47 @@ bool CustomizeManipulator::handleMultiTouchRotate(const GA* now, const GA* last,
     m_rotateSensitivity = saved;
     emit rotated();
     return true;
+}
+
+float CustomizeManipulator::getBBoxRadius2D(float radius) const
+{
+    osg::Camera* cam = camera();
+    if (!cam || !cam->getViewport())
+        return 0.0f;
+    // The camera's own x axis, so that the span is what the last frame showed.
+    const osg::Vec3d side =
+        osg::Matrixd::transform3x3(osg::Vec3d(1.0, 0.0, 0.0), cam->getInverseViewMatrix());
+    const osg::Matrixd toWindow = worldToWindow();
+    const osg::Vec3d centre = osg::Vec3d(m_rotateCenter) * toWindow;
+    const osg::Vec3d edge = (osg::Vec3d(m_rotateCenter) + side * radius) * toWindow;
+    return static_cast<float>(std::abs(edge.x() - centre.x()));
+}
+
+void CustomizeManipulator::rotateTrackballCustom(float scale, osg::Vec3d& axis, float& angle)
+{
+    if (!_node.valid())
+        return;
+    const osg::BoundingSphere bound = _node->getBound();
+    if (!bound.valid())
+        qCCritical(orvane) << "rotateTrackballCustom"
+                           << "Boudingsphere is not valid.";
+    if (!_ga_t0.valid() || !_ga_t1.valid())
+        return;
+    const float r = getBBoxRadius2D(bound.radius());
+    // A degenerate disc maps every point to infinity.
+    if (!(r > 0.0f))
+        return;
+    const osg::Vec3d c = osg::Vec3d(m_rotateCenter) * worldToWindow();
+    const auto onDisc = [&](const osgGA::GUIEventAdapter& ea) {
+        const osg::Vec2f p = windowPosition(ea);
+        osg::Vec2f d(((p.x() - (c.x() - r)) * 2.0f) / (r * 2.0f) - 1.0f,
+                     ((p.y() - (c.y() - r)) * 2.0f) / (r * 2.0f) - 1.0f);
+        if (d.length() > 1.0f)
+            d /= d.length();
+        return d;
+    };
+    const osg::Vec2f p0 = onDisc(*_ga_t0);
+    const osg::Vec2f p1 = onDisc(*_ga_t1);
+    trackball(axis, angle, p0.x() + (p1.x() - p0.x()) * scale, p0.y() + (p1.y() - p0.y()) * scale,
+              p0.x(), p0.y());
 }

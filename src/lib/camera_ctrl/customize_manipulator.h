@@ -152,6 +152,11 @@ public:
     void setShowRotateCenter(bool show) { m_showRotateCenter = show; }
     void setRotateSensitivity(float sensitivity) { m_rotateSensitivity = sensitivity; }
     void setRotateMode(bool useBaseTrackball, float sensitivity);
+    // The base trackball on a disc of the model's on-screen radius about the rotate centre,
+    // from the last two pointer events; nothing here calls it. No node: axis and angle stay.
+    void rotateTrackballCustom(float scale, osg::Vec3d& axis, float& angle);
+    // Window pixels spanned by `radius` along the view's x axis at the rotate centre.
+    float getBBoxRadius2D(float radius) const;
     void setMaximumDistance(double distance, bool relativeToModelSize = false);
     double getMaximumDistance(bool* relativeToModelSize = nullptr) const;
     void setRect(int width, int height)

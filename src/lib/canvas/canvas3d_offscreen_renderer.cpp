@@ -123,6 +123,8 @@ void Canvas3DOffscreenRenderer::initializeScene()
     m_renderInfo->setFBO(m_fbo.data());
     m_view->addEventHandler(new osgViewer::StatsHandler);
     canvas->setMainView(m_view.get());
+    // As the on-screen renderer does: the façade's canvas-wide calls reach this scene.
+    OrvaneSingleton::instance()->setCanvas(canvas);
     render();
 }
 

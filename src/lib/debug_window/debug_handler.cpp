@@ -32,9 +32,13 @@ bool DebugHandler::handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAdap
 {
     if (ea.getEventType() != osgGA::GUIEventAdapter::KEYDOWN)
         return false;
-    const int key = ea.getKey();
+    int key = ea.getKey();
     if (key == osgGA::GUIEventAdapter::KEY_Shift_L || key == osgGA::GUIEventAdapter::KEY_Shift_R)
         return false;
+    // Input lower-cases only the letters the manipulators use; the others arrive as Qt's
+    // upper-case key codes.
+    if (key >= 'A' && key <= 'Z')
+        key += 'a' - 'A';
     if (m_typedKeys.isEmpty() || m_typedKeys.last() != key)
         m_typedKeys.append(key);
     if (m_typedKeys.size() == m_keySequence.size()) {

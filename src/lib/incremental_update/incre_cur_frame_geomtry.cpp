@@ -199,18 +199,29 @@ bool IncreCurFrameGeometry::fetchCutPlaneOsgUniform(osg::RenderInfo& renderInfo)
     if (!m_drawProgram || !state)
         return false;
     QOpenGLFunctions_4_1_Core* gl = getGlFun();
+    if (isPrintLog)
+        qCDebug(orvane) << "fetchCutPlaneOsgUniform"
+                        << "Begin";
     const osg::GLExtensions* extensions = state->get<osg::GLExtensions>();
     for (const auto& [name, stack] : state->getUniformMap()) {
         if (name != "direction" && name != "center" && name != "selectIndex")
             continue;
         const GLint location = gl->glGetUniformLocation(m_drawProgram->getProgram(), name.c_str());
+        if (isPrintLog)
+            qCDebug(orvane).nospace()
+                << "fetchUniform name: " << name.c_str() << ", loc: " << location;
         if (location < 0)
             continue;
         for (const auto& entry : stack.uniformVec)
             entry.first->apply(extensions, location);
     }
+    if (isPrintLog)
+        qCDebug(orvane) << "fetchCutPlaneOsgUniform"
+                        << "End";
     return true;
 }
+
+bool IncreCurFrameGeometry::isPrintLog = false;
 
 void IncreCurFrameGeometry::drawCurrent(osg::RenderInfo& renderInfo)
 {

@@ -45,6 +45,9 @@ public:
     void initDrawCall() override;
     void drawCall(osg::RenderInfo& renderInfo) override;
 
+    // Debug switch, off: adds "Begin", "End" and each fetched cut-plane uniform with its location.
+    static bool isPrintLog;
+
 protected:
     ~IncreCurFrameGeometry() override;
     void releaseGLObjects(osg::State* state = nullptr) const override;

@@ -8,6 +8,7 @@
 #include <QOpenGLContext>
 #include <QString>
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <limits>
@@ -249,6 +250,7 @@ bool IncrePointGeometryApple::initBuffer()
                        << "Already inited !!";
         return true;
     }
+    listExtensions();
     m_gl->glGenVertexArrays(1, &m_increGLBuffer.vao);
     qCInfo(orvane) << "initBuffer"
                    << "m_wholeDataBuf use IncrePtCommonWholeBuffer";
@@ -1104,6 +1106,9 @@ bool IncrePointGeometryApple::fetchOsgUniform(osg::RenderInfo& renderInfo)
                           << "glFun is nullptr";
         return false;
     }
+    if (isPrintLog)
+        qCDebug(orvane) << "fetchOsgUniform"
+                        << "Begin";
     const GLuint program = m_drawProgram->getProgram();
     const osg::GLExtensions* extensions = state->get<osg::GLExtensions>();
     const bool cutPlane = SceneFlags::rectCutPlaneExists();
@@ -1113,6 +1118,9 @@ bool IncrePointGeometryApple::fetchOsgUniform(osg::RenderInfo& renderInfo)
             return;
         const std::string& name = uniform->getName();
         const GLint location = m_gl->glGetUniformLocation(program, name.c_str());
+        if (isPrintLog)
+            qCDebug(orvane).nospace()
+                << "fetchUniform name: " << name.c_str() << ", loc: " << location;
         if (location >= 0)
             uniform->apply(extensions, location);
         if (!cutPlane)
@@ -1138,7 +1146,78 @@ bool IncrePointGeometryApple::fetchOsgUniform(osg::RenderInfo& renderInfo)
     if (getNumParents() == 1 && getParent(0))
         applyListed(getParent(0)->getStateSet());
     m_cutPlaneInfo.enabled = cutPlane && cutBits == 7;
+    if (isPrintLog)
+        qCDebug(orvane) << "fetchOsgUniform"
+                        << "End";
     return true;
+}
+
+bool IncrePointGeometryApple::isPrintLog = false;
+
+void IncrePointGeometryApple::setWholePCDefaultUniform(osg::RenderInfo& renderInfo)
+{
+    if (!m_drawProgram || !m_drawProgram->getProgram())
+        return;
+    GLShader& p = *m_drawProgram;
+    p.use();
+    p.setBool("isCutPlaneExist", false);
+    p.setFloat("selectIndex", 1.0f);
+    p.setVec3("front", 0.05f, 0.695f, 1.0f);
+    p.setVec3("back", 0.03f, 0.556f, 0.8f);
+    p.setBool("useBackColor", true);
+    p.setVec3("lightDirection", 0.0f, 0.0f, 1.0f);
+    p.setVec4("lightParam", 0.5f, 0.5f, 0.15f, 128.0f);
+    p.setVec3("light1Direction", 0.11162f, 0.66604f, 0.63302f);
+    p.setVec4("light1Param", 0.0f, 0.0f, 0.0f, 1.0f);
+    p.setVec3("light2Direction", -0.045f, -0.96593f, 0.25489f);
+    p.setVec4("light2Param", 0.0f, 0.0f, 0.0f, 1.0f);
+    p.setVec3("light3Direction", 0.93969f, 0.0f, -0.34202f);
+    p.setVec4("light3Param", 0.0f, 0.0f, 0.0f, 1.0f);
+    p.setVec3("light4Direction", -0.93969f, 0.0f, -0.34202f);
+    p.setVec4("light4Param", 0.0f, 0.0f, 0.0f, 1.0f);
+    p.setVec3("lightBkDirection", 0.0f, 0.0f, 1.0f);
+    p.setVec4("lightBkParam", 0.5f, 0.5f, 0.0f, 1.0f);
+    p.setBool("specularSeparate", false);
+    p.setBool("showColorSpectrum", true);
+    p.setBool("hasColor", false);
+    p.setBool("bRigidScan", false);
+    p.setFloat("pointSize", 3.0f);
+    p.setFloat("pointDis", 0.2f);
+    p.setBool("useFixedSize", true);
+    p.setInt("texFrameMatrix", 0);
+    if (m_frameRtTexture.image)
+        p.setVec2("texFrameMatrixPicSize", static_cast<float>(m_frameRtTexture.image->s()),
+                  static_cast<float>(m_frameRtTexture.image->t()));
+    p.cancel();
+    // OSG caches the program it last applied: make it apply its own again.
+    if (renderInfo.getState())
+        renderInfo.getState()->setLastAppliedProgramObject(nullptr);
+}
+
+void IncrePointGeometryApple::unmapBuffer()
+{
+    if (!m_gl)
+        m_gl = getGlFun();
+    if (!m_gl)
+        return;
+    m_gl->glUnmapBuffer(GL_ARRAY_BUFFER);
+    m_gl->glBindBuffer(GL_ARRAY_BUFFER, 0);
+}
+
+void IncrePointGeometryApple::listExtensions()
+{
+    GLint count = 0;
+    m_gl->glGetIntegerv(GL_NUM_EXTENSIONS, &count);
+    m_sparseBufferSupported = false;
+    for (GLint i = 0; i < count; ++i) {
+        const auto* name = reinterpret_cast<const char*>(
+            m_gl->glGetStringi(GL_EXTENSIONS, static_cast<GLuint>(i)));
+        if (!name)
+            continue;
+        std::printf("%s\n", name);
+        if (std::strcmp(name, "GL_ARB_sparse_buffer") == 0)
+            m_sparseBufferSupported = true;
+    }
 }
 
 IncrePointGeometryApple* findIncrePointGeometryApple(osg::Node* root)

@@ -71,6 +71,18 @@ public:
     const CutPlaneInfo& cutPlaneInfo() const { return m_cutPlaneInfo; }
     size_t queuedPatchCount();
 
+    // Debug switch, off: adds "Begin", "End" and each fetched uniform with its location.
+    static bool isPrintLog;
+    // Gives the private program the start values of its uniforms, as the shader declares them
+    // except bRigidScan (false): a value a scene uniform left behind goes. Render thread; not
+    // called per frame.
+    void setWholePCDefaultUniform(osg::RenderInfo& renderInfo);
+    // No compute pass on this platform: nothing to build, nothing to record.
+    void initPatchComputeShader() {}
+    bool genRecordPatchFile() { return true; }
+    // Unmaps whatever GL_ARRAY_BUFFER holds and unbinds it. Render thread.
+    void unmapBuffer();
+
 protected:
     ~IncrePointGeometryApple() override;
     // Frees the cloud's GL buffers while their context is current (the viewer closing its
@@ -119,6 +131,8 @@ private:
     void popPatch();
     qint64 getBufferByteSize(GLuint id);
     void* getBufAddress(GLuint id);
+    // Prints the context's extensions; sparse buffers would be noted, but none are used.
+    void listExtensions();
 
     QOpenGLFunc* m_gl = nullptr;
     unsigned int m_contextId = 0;
@@ -151,6 +165,7 @@ private:
     bool m_useBasicLighting;
     std::shared_ptr<IncrePtDataWholeBuffer> m_wholeDataBuf;
     bool m_frameDbgLog = false;
+    bool m_sparseBufferSupported = false;
 };
 
 // Depth-first search for the live cloud under `root`.

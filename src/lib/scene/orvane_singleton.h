@@ -153,8 +153,8 @@ public:
                                          const osg::Vec2f& screenCoord);
     // Keeps frames coming on `canvas` for `time` seconds, as an animation of `view`.
     Q_INVOKABLE void framing(Vorna::Orvane::CanvasBase* canvas, osgViewer::View* view, float time);
-    bool addShader(const std::string& shaderName,
-                   const std::map<osg::Shader::Type, QByteArray>& sources);
+    Q_INVOKABLE bool addShader(const std::string& shaderName,
+                               const std::map<osg::Shader::Type, QByteArray>& sources);
     Q_INVOKABLE void updateScanStateNoOpe();
     Q_INVOKABLE void updateScanStateNoOpe(bool state);
     Q_INVOKABLE bool getScanState() const;

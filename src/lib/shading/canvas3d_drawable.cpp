@@ -1,5 +1,6 @@
 #include "canvas3d_drawable.h"
 
+#include "custom_mesh_geometry.h"
 #include "orvane_log.h"
 #include "uniform_defaults.h"
 
@@ -245,6 +246,26 @@ osg::MatrixTransform* Mesh::create(osg::Array* vertices, osg::Array* normals, os
     std::memset(blank->data(), 0, blank->getTotalSizeInBytes());
     setTextureUnit(transform->getOrCreateStateSet(), 0, new osg::Texture2D(blank.get()), "tex");
     return transform;
+}
+
+osg::MatrixTransform* Mesh::createCustom(osg::Array* vertices, osg::Array* normals,
+                                         osg::Array* colors, osg::DrawElementsUInt* primitive)
+{
+    if (!checkPram(vertices, normals, colors)) {
+        qCDebug(orvane) << kParseFailure;
+        return nullptr;
+    }
+    // The raw draw uploads three floats per vertex for every array.
+    auto* positions = dynamic_cast<osg::Vec3Array*>(vertices);
+    auto* normalArray = dynamic_cast<osg::Vec3Array*>(normals);
+    auto* colorArray = dynamic_cast<osg::Vec3Array*>(colors);
+    if (!positions || (normals && !normalArray) || (colors && !colorArray)) {
+        qCDebug(orvane) << "Invalid argument!";
+        qCDebug(orvane) << kParseFailure;
+        return nullptr;
+    }
+    return createChain(
+        new CustomMeshGeometry(positions, normalArray, colorArray, nullptr, primitive));
 }
 
 osg::MatrixTransform* Mesh::create(osg::Array* vertices, osg::Array* normals,

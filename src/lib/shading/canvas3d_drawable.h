@@ -113,6 +113,11 @@ public:
                                         osg::Vec2Array* texCoords, osg::Image* image,
                                         osg::DrawElementsUInt* primitive = nullptr,
                                         osg::Texture2D* texture = nullptr);
+    // The first form, drawn by a CustomMeshGeometry through its own GL calls: the arrays must
+    // be osg::Vec3Array; no texture.
+    static osg::MatrixTransform* createCustom(osg::Array* vertices, osg::Array* normals,
+                                              osg::Array* colors,
+                                              osg::DrawElementsUInt* primitive = nullptr);
     static osg::MatrixTransform* createDoubleTexMesh(osg::Array* vertices, osg::Array* normals,
                                                      osg::Vec2Array* texCoord, osg::Image* image,
                                                      osg::Vec2Array* texCoord2nd,

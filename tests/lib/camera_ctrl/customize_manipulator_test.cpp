@@ -107,6 +107,114 @@ TEST_F(ManipulatorTest, LeftAndAltLeftDragsTurnAboutTheRotateCentre)
     }
 }
 
+TEST_F(ManipulatorTest, ModelRadiusOnScreenFollowsThePerspective)
+{
+    manipulator->setRotateCenter(osg::Vec3f());
+    double fovy = 0, aspect = 0, zNear = 0, zFar = 0;
+    ASSERT_TRUE(view->getCamera()->getProjectionMatrixAsPerspective(fovy, aspect, zNear, zFar));
+    const osg::Vec3d eye = osg::Vec3d() * view->getCamera()->getInverseViewMatrix();
+    // A length at the centre's depth, over the half-width that the frustum spans there.
+    const double halfWidth = eye.length() * std::tan(osg::DegreesToRadians(fovy / 2)) * aspect;
+    for (float radius : {0.5f, 1.0f, 2.0f})
+        EXPECT_NEAR(manipulator->getBBoxRadius2D(radius), radius / halfWidth * kWidth / 2, 1e-2)
+            << radius;
+}
+
+TEST_F(ManipulatorTest, CustomTrackballTurnsOnTheModelsDiscAndClampsOutsideIt)
+{
+    manipulator->setRotateCenter(osg::Vec3f());
+    const osg::Vec3d up =
+        osg::Matrixd::transform3x3(osg::Vec3d(0, 1, 0), view->getCamera()->getInverseViewMatrix());
+    // The box's bounding sphere, sqrt(3), on screen.
+    const float r = manipulator->getBBoxRadius2D(std::sqrt(3.0f));
+    ASSERT_GT(r, 10.0f);
+    const osg::Vec3d c = toWindow(osg::Vec3d());
+    // Pushes at the centre and drags `dx` pixels to the right: the last two events.
+    auto turn = [&](float dx) {
+        manipulator->handle(*event(GA::PUSH, c.x(), c.y(), GA::LEFT_MOUSE_BUTTON), *view);
+        manipulator->handle(*event(GA::DRAG, c.x() + dx, c.y(), GA::LEFT_MOUSE_BUTTON), *view);
+        osg::Vec3d axis(9, 9, 9);
+        float angle = -1.0f;
+        manipulator->rotateTrackballCustom(1.0f, axis, angle);
+        manipulator->handle(*event(GA::RELEASE, c.x() + dx, c.y(), 0), *view);
+        sync();
+        return std::make_pair(axis, angle);
+    };
+    const auto half = turn(r / 2);
+    EXPECT_GT(half.second, 0.0f);
+    // A sideways drag turns about the view's up direction.
+    EXPECT_NEAR(std::abs(half.first * up), 1.0, 1e-3);
+    const auto edge = turn(r);
+    EXPECT_GT(edge.second, half.second);
+    // Beyond the disc the point is pulled back to its rim.
+    const auto far = turn(10 * r);
+    EXPECT_NEAR(far.second, edge.second, 1e-5);
+}
+
+TEST_F(ManipulatorTest, CustomTrackballWithoutANodeOrBoundLeavesOrLogs)
+{
+    manipulator->handle(*event(GA::PUSH, 100, 100, GA::LEFT_MOUSE_BUTTON), *view);
+    manipulator->handle(*event(GA::DRAG, 150, 100, GA::LEFT_MOUSE_BUTTON), *view);
+    manipulator->setNode(nullptr);
+    osg::Vec3d axis(1, 2, 3);
+    float angle = 0.25f;
+    manipulator->rotateTrackballCustom(1.0f, axis, angle);
+    EXPECT_EQ(axis, osg::Vec3d(1, 2, 3));
+    EXPECT_EQ(angle, 0.25f);
+
+    OrvaneTest::LogCapture log;
+    osg::ref_ptr<osg::Group> empty = new osg::Group;
+    manipulator->setNode(empty.get());
+    manipulator->rotateTrackballCustom(1.0f, axis, angle);
+    EXPECT_TRUE(log.contains("rotateTrackballCustom"));
+    EXPECT_TRUE(log.contains("Boudingsphere is not valid."));
+}
+
+TEST_F(ManipulatorTest, AlreadyFitIsSignalledOnlyWhereTheCameraStands)
+{
+    QSignalSpy fit(manipulator, &CustomizeManipulator::isAlreadyFitState);
+    OrvaneTest::LogCapture log;
+    const float distance = static_cast<float>(manipulator->getDistance());
+    const osg::Vec3f centre = manipulator->getCenter();
+    manipulator->checkIsAlreadyFit(distance, centre, true);
+    ASSERT_EQ(fit.count(), 1);
+    EXPECT_TRUE(fit.at(0).at(0).toBool());
+    EXPECT_TRUE(log.contains("=== is already fit ==="));
+    // Within 1e-4 of both is the same place.
+    manipulator->checkIsAlreadyFit(distance + 5e-5f, centre + osg::Vec3f(5e-5f, 0, 0), false);
+    ASSERT_EQ(fit.count(), 2);
+    EXPECT_FALSE(fit.at(1).at(0).toBool());
+
+    manipulator->checkIsAlreadyFit(distance + 0.01f, centre, true);
+    manipulator->checkIsAlreadyFit(distance, centre + osg::Vec3f(0, 0, 0.01f), true);
+    EXPECT_EQ(fit.count(), 2);
+    // During a scan only the distance counts.
+    OrvaneSingleton::instance()->updateScanStateNoOpe(true);
+    manipulator->checkIsAlreadyFit(distance, centre + osg::Vec3f(0, 0, 0.01f), true);
+    manipulator->checkIsAlreadyFit(distance + 0.01f, centre, true);
+    OrvaneSingleton::instance()->updateScanStateNoOpe(false);
+    EXPECT_EQ(fit.count(), 3);
+}
+
+TEST_F(ManipulatorTest, GizmoFitRegionSignalsOnlyChanges)
+{
+    QSignalSpy region(manipulator, &CustomizeManipulator::isMouseInGizemoFitRegion);
+    OrvaneTest::LogCapture log;
+    EXPECT_FALSE(manipulator->bMouseInGizmoFitRegion());
+    manipulator->setMouseInGizemoFitRegion(false);
+    EXPECT_EQ(region.count(), 0);
+    manipulator->setMouseInGizemoFitRegion(true);
+    manipulator->setMouseInGizemoFitRegion(true);
+    ASSERT_EQ(region.count(), 1);
+    EXPECT_TRUE(region.at(0).at(0).toBool());
+    EXPECT_TRUE(manipulator->bMouseInGizmoFitRegion());
+    EXPECT_EQ(log.count("setMouseInGizemoFitRegion: in"), 1);
+    manipulator->setMouseInGizemoFitRegion(false);
+    ASSERT_EQ(region.count(), 2);
+    EXPECT_FALSE(region.at(1).at(0).toBool());
+    EXPECT_EQ(log.count("setMouseInGizemoFitRegion: out"), 1);
+}
+
 TEST_F(ManipulatorTest, ShiftAndCtrlLeftDragsDoNothingAndADisabledButtonIsConsumed)
 {
     const osg::Quat before = manipulator->getRotation();

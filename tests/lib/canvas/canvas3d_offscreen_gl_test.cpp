@@ -2,10 +2,12 @@
 // by frame as images.
 #include "canvas3d_offscreen.h"
 #include "canvas3d_view.h"
+#include "customize_manipulator.h"
 #include "gl_test_support.h"
 #include "offscreen_capture.h"
 #include "offscreen_test_scene.h"
 #include "orvane_operations.h"
+#include "orvane_singleton.h"
 #include "touch_gesture.h"
 
 #include <QTest>
@@ -239,6 +241,40 @@ TEST(OffscreenCanvasTest, InputOnTheSurfaceReachesHandlersAsOnTheItem)
     for (const auto& e : events)
         doubleTap |= e->getEventType() == GA::DOUBLECLICK && e->getName() == g_addtionalTouchName;
     EXPECT_TRUE(doubleTap);
+}
+
+TEST(OffscreenCanvasTest, TheFacadeReachesAHeadlessCanvasOnceItIsSetUp)
+{
+    OrvaneSingleton* facade = OrvaneSingleton::instance();
+    FrameSink sink;
+    Canvas3DOffscreenSurface surface(kWidth, kHeight, sink.callback());
+    CanvasBase* canvas = surface.getCanvasBase();
+    addScene(canvas);
+    ASSERT_TRUE(waitUntil([&] { return canvas->isRendererCreated(); }));
+    EXPECT_EQ(facade->getCanvas(), canvas);
+
+    // An operation added through the façade's canvas runs on the surface's thread.
+    std::atomic<bool> ran{false};
+    facade->getCanvas()->addOperation(
+        new LambdaOperation([&](RenderInfo& info) { ran = info.canvas.get() == canvas; }));
+    ASSERT_TRUE(waitUntil([&] { return ran.load(); }));
+    ASSERT_TRUE(waitIdle(sink));
+
+    // During a scan the wheel's steps are summed on the manipulator; ending the scan through
+    // the façade clears them on the main view of the façade's canvas.
+    auto* manipulator =
+        dynamic_cast<CustomizeManipulator*>(canvas->mainView()->getCameraManipulator());
+    ASSERT_NE(manipulator, nullptr);
+    facade->updateScanStateNoOpe(true);
+    EXPECT_TRUE(facade->getScanState());
+    EXPECT_TRUE(facade->getScanStateChanged());
+    QWheelEvent wheel(QPointF(kWidth / 2, kHeight / 2), QPointF(kWidth / 2, kHeight / 2), QPoint(),
+                      QPoint(0, -120), Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    surface.wheelEvent(&wheel);
+    ASSERT_TRUE(waitUntil([&] { return manipulator->getScanDistanceChange() != 0.0f; }));
+    facade->updateScanStateNoOpe(false);
+    EXPECT_FALSE(facade->getScanState());
+    EXPECT_EQ(manipulator->getScanDistanceChange(), 0.0f);
 }
 
 TEST(OffscreenCanvasTest, CanvasOutlivesItsSurfaceAsAStub)

@@ -125,3 +125,30 @@ TEST_F(CurrentFrameTest, DistanceBandsColourByHeight)
     EXPECT_GT(countDominant(image, 2), 0) << "the high point takes band 1";
     EXPECT_EQ(countDominant(image, 0), 0);
 }
+
+TEST_F(CurrentFrameTest, PrintLogSwitchNamesTheCutPlaneUniformsItFetches)
+{
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
+        osg::StateSet* ss = ViewMgr::getModel(info.mainView())->getOrCreateStateSet();
+        ss->addUniform(new osg::Uniform("direction", osg::Vec3f(0, 0, 1)));
+        ss->addUniform(new osg::Uniform("center", osg::Vec3f()));
+    }));
+    OrvaneTest::LogCapture log;
+    IncreCurFrameGeometry::isPrintLog = true;
+    show({{{-0.5f, 0, 0}, {0, -1, 0}}});
+    IncreCurFrameGeometry::isPrintLog = false;
+    EXPECT_TRUE(log.contains("fetchCutPlaneOsgUniform Begin"));
+    EXPECT_TRUE(log.contains("fetchCutPlaneOsgUniform End"));
+    EXPECT_TRUE(log.contains("fetchUniform name: direction, loc: "));
+    EXPECT_TRUE(log.contains("fetchUniform name: center, loc: "));
+    // Only the three cut-plane names are fetched.
+    for (const QString& line : log.lines())
+        if (line.contains("fetchUniform name: "))
+            EXPECT_TRUE(line.contains("direction") || line.contains("center") ||
+                        line.contains("selectIndex"))
+                << qPrintable(line);
+
+    const int lines = log.count("fetchUniform name: ");
+    ASSERT_TRUE(w.run(nullptr));
+    EXPECT_EQ(log.count("fetchUniform name: "), lines) << "off again";
+}

@@ -209,3 +209,92 @@ TEST_F(WholeCloudDrawTest, APausedCloudDrawsItsColoursAndStatesThroughTheSceneGr
         << qPrintable(selected.name());
     EXPECT_FALSE(isLit(image, w.pixelOf(osg::Vec3d(0.0, 0.0, -1.0)))) << "deleted";
 }
+
+// Lit pixels whose blue leads red: the program's default front colour.
+int bluePixels(const QImage& image)
+{
+    int n = 0;
+    for (int y = 0; y < CanvasWindow::kHeight; ++y)
+        for (int x = 0; x < CanvasWindow::kCanvasWidth; ++x) {
+            const QColor c = image.pixelColor(x, y);
+            n += c.blue() - c.red() > kHueLead ? 1 : 0;
+        }
+    return n;
+}
+
+TEST_F(WholeCloudDrawTest, DefaultUniformsUndoWhatARemovedSceneUniformLeftInTheProgram)
+{
+    start(true);
+    send({{osg::Vec3(-1.0f, 0.0f, 1.0f)}, {osg::Vec3(1.0f, 0.0f, -1.0f)}});
+    EXPECT_EQ(w.settle(bluePixels, 2 * kPointPixels), 2 * kPointPixels) << "default front";
+
+    // Published above the cloud, where the scene-graph state carries it to the raw draw.
+    osg::ref_ptr<osg::Uniform> red = new osg::Uniform("front", osg::Vec3f(1.0f, 0.0f, 0.0f));
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
+        ViewMgr::getModel(info.mainView())->getOrCreateStateSet()->addUniform(red);
+    }));
+    EXPECT_EQ(w.settle(redPixels, 2 * kPointPixels), 2 * kPointPixels);
+    // The program keeps the last value it was given once the scene stops giving one.
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
+        ViewMgr::getModel(info.mainView())->getStateSet()->removeUniform(red);
+    }));
+    ASSERT_TRUE(w.run(nullptr));
+    EXPECT_EQ(w.settle(redPixels, 2 * kPointPixels), 2 * kPointPixels);
+
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
+        osg::RenderInfo renderInfo(info.mainView()->getCamera()->getGraphicsContext()->getState(),
+                                   info.mainView());
+        cloud->setWholePCDefaultUniform(renderInfo);
+    }));
+    ASSERT_TRUE(w.run(nullptr));
+    EXPECT_EQ(w.settle(bluePixels, 2 * kPointPixels), 2 * kPointPixels);
+    EXPECT_EQ(redPixels(w.grab()), 0);
+}
+
+TEST_F(WholeCloudDrawTest, PrintLogSwitchNamesEachFetchedUniformAndItsLocation)
+{
+    start(true);
+    OrvaneTest::LogCapture log;
+    IncrePointGeometryApple::isPrintLog = true;
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
+        osg::StateSet* ss = ViewMgr::getModel(info.mainView())->getOrCreateStateSet();
+        ss->addUniform(new osg::Uniform("front", osg::Vec3f(1, 0, 0)));
+        ss->addUniform(new osg::Uniform("noSuchName", 1.0f));
+    }));
+    send({{osg::Vec3(-1.0f, 0.0f, 1.0f)}});
+    ASSERT_TRUE(w.run(nullptr));
+    IncrePointGeometryApple::isPrintLog = false;
+    EXPECT_TRUE(log.contains("fetchOsgUniform Begin"));
+    EXPECT_TRUE(log.contains("fetchOsgUniform End"));
+    EXPECT_TRUE(log.contains("fetchUniform name: front, loc: "));
+    EXPECT_FALSE(log.contains("fetchUniform name: front, loc: -1"));
+    EXPECT_TRUE(log.contains("fetchUniform name: noSuchName, loc: -1"));
+
+    // Off again: no more lines.
+    const int lines = log.count("fetchUniform name: ");
+    ASSERT_TRUE(w.run(nullptr));
+    ASSERT_TRUE(w.run(nullptr));
+    EXPECT_EQ(log.count("fetchUniform name: "), lines);
+}
+
+TEST_F(WholeCloudDrawTest, UnmapBufferReleasesAMappedArrayBuffer)
+{
+    start(true);
+    GLint mapped = -1, bound = -1;
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo&) {
+        QOpenGLFunctions_4_1_Core* gl = BaseGeometryApple::getGlFun();
+        GLuint buffer = 0;
+        gl->glGenBuffers(1, &buffer);
+        gl->glBindBuffer(GL_ARRAY_BUFFER, buffer);
+        gl->glBufferData(GL_ARRAY_BUFFER, 64, nullptr, GL_DYNAMIC_DRAW);
+        ASSERT_NE(gl->glMapBufferRange(GL_ARRAY_BUFFER, 0, 64, GL_MAP_WRITE_BIT), nullptr);
+        cloud->unmapBuffer();
+        gl->glGetIntegerv(GL_ARRAY_BUFFER_BINDING, &bound);
+        gl->glBindBuffer(GL_ARRAY_BUFFER, buffer);
+        gl->glGetBufferParameteriv(GL_ARRAY_BUFFER, GL_BUFFER_MAPPED, &mapped);
+        gl->glBindBuffer(GL_ARRAY_BUFFER, 0);
+        gl->glDeleteBuffers(1, &buffer);
+    }));
+    EXPECT_EQ(bound, 0);
+    EXPECT_EQ(mapped, GL_FALSE);
+}

@@ -1,5 +1,6 @@
 // The façade against a live canvas: where nodes land, which uniforms appear, views and flags.
 #include "canvas3d_drawable.h"
+#include "canvas3d_shadermanager.h"
 #include "canvas3d_view.h"
 #include "customize_manipulator.h"
 #include "gl_test_support.h"
@@ -120,6 +121,34 @@ TEST_F(FacadeTest, ShaderGivenToAGroupDrawsItsMesh)
         return w.grab().pixelColor(CanvasWindow::kCanvasWidth / 2, CanvasWindow::kHeight / 2) ==
                QColor(Qt::green);
     }));
+}
+
+TEST(FacadeInvokableTest, AddShaderIsCalledThroughTheMetaObjectLikeTheOtherInvokables)
+{
+    using Sources = std::map<osg::Shader::Type, QByteArray>;
+    const Sources sources{{osg::Shader::FRAGMENT, "#version 410 core\nout vec4 c;\n"
+                                                  "void main() { c = vec4(1.0); }\n"}};
+    const std::string name = "facade_test_invoked";
+    OrvaneTest::LogCapture log;
+    auto invoke = [&](bool& result) {
+        return QMetaObject::invokeMethod(
+            facade(), "addShader", Qt::DirectConnection, Q_RETURN_ARG(bool, result),
+            QArgument<std::string>("std::string", name),
+            QArgument<Sources>("std::map<osg::Shader::Type,QByteArray>", sources));
+    };
+    bool added = false;
+    ASSERT_TRUE(invoke(added));
+    EXPECT_TRUE(added);
+    osg::Program* program = facade()->getShaderMgr()->getShader(name);
+    ASSERT_NE(program, nullptr);
+    ASSERT_EQ(program->getNumShaders(), 1u);
+    EXPECT_EQ(program->getShader(0)->getType(), osg::Shader::FRAGMENT);
+    // A second program of the same name is refused, and the first stays.
+    bool again = true;
+    ASSERT_TRUE(invoke(again));
+    EXPECT_FALSE(again);
+    EXPECT_TRUE(log.contains("Already existing shader with the same shader name"));
+    EXPECT_EQ(facade()->getShaderMgr()->getShader(name), program);
 }
 
 TEST_F(FacadeTest, UniformsHaveTheirTypesAndReplaceOnesOfTheSameName)

@@ -172,6 +172,47 @@ TEST_F(CustomMeshTest, LeavesTheNextDrawableItsState)
     EXPECT_LE(compare(together, reference).first, kTolerance);
 }
 
+TEST_F(CustomMeshTest, TheCustomFactoryDrawsWhatTheFirstFactoryDraws)
+{
+    for (bool indexed : {false, true}) {
+        // No states given to either: both draw every vertex as plain.
+        const Arrays arrays(indexed);
+        osg::DrawElementsUInt* primitive = indexed ? arrays.indices.get() : nullptr;
+        osg::ref_ptr<osg::MatrixTransform> custom = Mesh::createCustom(
+            arrays.vertices.get(), arrays.normals.get(), arrays.colors.get(), primitive);
+        ASSERT_TRUE(custom.valid());
+        EXPECT_TRUE(dynamic_cast<CustomMeshGeometry*>(DrawableBase::asGeometry(custom.get())));
+        const QImage reference =
+            draw(withProgram(Mesh::create(arrays.vertices.get(), arrays.normals.get(),
+                                          arrays.colors.get(), primitive),
+                             "editmeshcolor"));
+        const QImage image = draw(withProgram(custom.get(), "editmeshcolor"));
+        const auto result = compare(reference, image);
+        EXPECT_LE(result.first, kTolerance) << (indexed ? "indexed" : "triangles");
+        EXPECT_GT(result.second, 3000);
+    }
+}
+
+TEST(CustomMeshFactoryTest, RefusedArraysGiveNoMeshAndSayWhy)
+{
+    const Arrays arrays(false);
+    LogCapture log;
+    EXPECT_EQ(Mesh::createCustom(nullptr, arrays.normals.get(), nullptr), nullptr);
+    EXPECT_EQ(log.count("Invalid argument!"), 1);
+    osg::ref_ptr<osg::Vec3Array> fewer = new osg::Vec3Array(3);
+    EXPECT_EQ(Mesh::createCustom(arrays.vertices.get(), fewer.get(), nullptr), nullptr);
+    EXPECT_TRUE(log.contains("Inconsistent quantity!"));
+    // The raw draw reads three floats a vertex: other array types are refused.
+    osg::ref_ptr<osg::Vec4Array> wide = new osg::Vec4Array(arrays.vertices->size());
+    EXPECT_EQ(Mesh::createCustom(wide.get(), nullptr, nullptr), nullptr);
+    EXPECT_EQ(Mesh::createCustom(arrays.vertices.get(), nullptr, wide.get()), nullptr);
+    EXPECT_EQ(log.count("Invalid argument!"), 3);
+    // Normals and colours are optional.
+    osg::ref_ptr<osg::MatrixTransform> bare =
+        Mesh::createCustom(arrays.vertices.get(), nullptr, nullptr);
+    EXPECT_TRUE(bare.valid());
+}
+
 TEST(CustomMeshNoContextTest, DrawWithoutContextLogsAndDrawsNothing)
 {
     LogCapture log;

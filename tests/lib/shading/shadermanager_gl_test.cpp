@@ -433,6 +433,60 @@ TEST_F(GLTest, EveryTableRowWithItsResourcesLinks)
     RecordProperty("rows_missing_resources", static_cast<int>(missing.size()));
 }
 
+TEST_F(GLTest, ResourcesNoRowNamesBuildWhereTheirStageAllows)
+{
+    TestShaderManager manager;
+    // Whole programs: geometry stages the rows leave out, with the vertex and fragment shaders
+    // of the same name; the raw point programs of platforms without Metal; the older
+    // transparency passes.
+    const std::vector<QStringList> programs = {
+        {":/mesh/basemesh.vert", ":/mesh/basemesh.geom", ":/mesh/basemesh.frag"},
+        {":/mesh/basemesh_color.vert", ":/mesh/basemesh_color.geom", ":/mesh/basemesh_color.frag"},
+        {":/mesh/basemesh_heatmap.vert", ":/mesh/basemesh_heatmap.geom",
+         ":/mesh/basemesh_heatmap.frag"},
+        {":/mesh/cut_basemesh.vert", ":/mesh/cut_basemesh.geom", ":/mesh/cut_basemesh.frag"},
+        {":/mesh/cut_basemesh_color.vert", ":/mesh/cut_basemesh_color.geom",
+         ":/mesh/cut_basemesh_color.frag"},
+        {":/mesh/cut_texturemesh.vert", ":/mesh/cut_texturemesh.geom",
+         ":/mesh/cut_texturemesh.frag"},
+        {":/point/point_cloud_draw_whole.vert", ":/point/point_cloud_draw_whole.frag"},
+        {":/point/point_cloud_draw_current.vert", ":/point/point_cloud_draw_current.frag"},
+        {":/mesh/oit_pass0_basemesh_color.vert", ":/mesh/oit_pass0_basemesh_color.geom",
+         ":/mesh/oit_pass0_basemesh_color.frag"},
+        {":/mesh/edit_oit_pass0_basemesh_color.vert", ":/mesh/edit_oit_pass0_basemesh_color.geom",
+         ":/mesh/edit_oit_pass0_basemesh_color.frag"},
+        {":/mesh/oit_pass1.vert", ":/mesh/oit_pass1.frag"},
+        // The older first-pass fragment shaders, behind stages that hand them the same block.
+        {":/mesh/basemesh.vert", ":/mesh/basemesh.geom", ":/mesh/oit_pass0_basemesh.frag"},
+        {":/mesh/texturemesh.vert", ":/mesh/oit_pass0_texturemesh.frag"},
+    };
+    for (const QStringList& files : programs) {
+        for (const QString& file : files)
+            ASSERT_TRUE(QFile::exists(file)) << file.toStdString();
+        clearLog();
+        osg::ref_ptr<osg::Program> program = manager.link(files);
+        ASSERT_EQ(program->getNumShaders(), static_cast<unsigned int>(files.size()));
+        GLShader shader;
+        EXPECT_NE(linkOnGL(program.get(), shader), 0u)
+            << files.join(", ").toStdString() << ": "
+            << (logLines(QtCriticalMsg, "==============").empty()
+                    ? std::string("none logged")
+                    : logLines(QtCriticalMsg, "==============").front().toStdString());
+    }
+
+    // Compute stages need OpenGL 4.3.
+    for (const QString& file :
+         {":/point/point_cloud_patch.comp", ":/point/point_cloud_copy_buf.comp"}) {
+        ASSERT_TRUE(QFile::exists(file)) << file.toStdString();
+        if (!hasGL43())
+            continue;
+        clearLog();
+        osg::ref_ptr<osg::Program> program = manager.link({file});
+        GLShader shader;
+        EXPECT_NE(linkOnGL(program.get(), shader), 0u) << file.toStdString();
+    }
+}
+
 TEST_F(GLTest, FileListFromResourcesLinks)
 {
     TestShaderManager manager;

@@ -1,0 +1,28 @@
+#version 410 core
+
+// Hands each triangle on unchanged: a stage for effects that need the whole primitive.
+layout(triangles) in;
+layout(triangle_strip, max_vertices = 3) out;
+
+in VertexOutData
+{
+    vec3 vertex;
+    vec3 normal;
+} gs_in[];
+
+out VertexOutData
+{
+    vec3 vertex;
+    vec3 normal;
+} gs_out;
+
+void main()
+{
+    for (int i = 0; i < 3; ++i) {
+        gs_out.vertex = gs_in[i].vertex;
+        gs_out.normal = gs_in[i].normal;
+        gl_Position = gl_in[i].gl_Position;
+        EmitVertex();
+    }
+    EndPrimitive();
+}

@@ -1,0 +1,157 @@
+#version 410 core
+// The program of platforms without Metal: the same stages as the Apple one, kept in step.
+// The whole live cloud, drawn straight from the scan buffers.
+layout(location = 0) in vec3 vPosition;
+layout(location = 1) in vec3 vNormal;
+layout(location = 2) in vec3 vColor;
+layout(location = 3) in float vState;
+layout(location = 4) in int inFrameId;
+
+uniform mat4 modelViewProjectMatrix;
+uniform mat4 modelViewMatrix;
+uniform mat4 projectMatrix;
+uniform mat4 modelMatrix;
+uniform mat3 normalMatrix;
+
+uniform bool isCutPlaneExist = false;
+uniform vec3 direction;
+uniform vec3 center;
+uniform float selectIndex = 1.0;
+uniform sampler1D colorIndex;
+
+uniform vec3 front = vec3(0.05, 0.695, 1.0);
+uniform vec3 back = vec3(0.03, 0.556, 0.8);
+uniform bool useBackColor = true;
+uniform vec3 lightDirection = vec3(0.0, 0.0, 1.0);
+uniform vec4 lightParam = vec4(0.5, 0.5, 0.15, 128.0);
+uniform vec3 light1Direction = vec3(0.11162, 0.66604, 0.63302);
+uniform vec4 light1Param = vec4(0.0, 0.0, 0.0, 1.0);
+uniform vec3 light2Direction = vec3(-0.045, -0.96593, 0.25489);
+uniform vec4 light2Param = vec4(0.0, 0.0, 0.0, 1.0);
+uniform vec3 light3Direction = vec3(0.93969, 0.0, -0.34202);
+uniform vec4 light3Param = vec4(0.0, 0.0, 0.0, 1.0);
+uniform vec3 light4Direction = vec3(-0.93969, 0.0, -0.34202);
+uniform vec4 light4Param = vec4(0.0, 0.0, 0.0, 1.0);
+uniform vec3 lightBkDirection = vec3(0.0, 0.0, 1.0);
+uniform vec4 lightBkParam = vec4(0.5, 0.5, 0.0, 1.0);
+uniform bool specularSeparate = false;
+
+uniform vec4 viewport;
+uniform bool showColorSpectrum = true;
+uniform bool hasColor = false;
+uniform bool bRigidScan = true;
+uniform float pointSize = 3.0;
+uniform float pointDis = 0.2;
+uniform bool useFixedSize = true;
+uniform sampler2D texFrameMatrix;
+uniform vec2 texFrameMatrixPicSize;
+
+out vec4 vertexColor;
+
+// Outside the clip volume: the vertex draws nothing.
+void discardVertex()
+{
+    gl_Position = vec4(-2.0, -2.0, -2.0, 1.0);
+    gl_PointSize = 3.0;
+    vertexColor = vec4(0.0);
+}
+
+vec3 calcDirLight(vec3 n, vec3 ecpos, vec3 l, float a, float d, float s, float shin)
+{
+    // The extra lights are dark unless a client lights them: skip their power terms.
+    if (d == 0.0 && s == 0.0)
+        return vec3(a, 0.0, 0.0);
+    float diff = max(0.0, dot(l, n)) * d;
+    vec3 reflectDir = reflect(-l, n);
+    float specular = pow(max(dot(-ecpos, reflectDir), 0.0), max(1.0, shin)) * s;
+    return vec3(a, diff, specular);
+}
+
+vec4 frameColumn(int frameId, int i)
+{
+    float current = float(4 * frameId + i);
+    float w = texFrameMatrixPicSize.x;
+    float h = texFrameMatrixPicSize.y;
+    return textureLod(texFrameMatrix, vec2(mod(current, w) / w, floor(current / w) / h), 0.0);
+}
+
+void main()
+{
+    vertexColor = vec4(0.0);
+    if (vState < 0.0) {
+        discardVertex();
+        return;
+    }
+    float posAdded = abs(vPosition.x) + abs(vPosition.y) + abs(vPosition.z);
+    float fAdded = posAdded + abs(vNormal.x) + abs(vNormal.y) + abs(vNormal.z);
+    // Never written, or at the origin, which means invalid.
+    if (fAdded < 1E-6 || posAdded < 1E-6) {
+        discardVertex();
+        return;
+    }
+    vec4 position = vec4(vPosition, 1.0);
+    vec3 normal = vNormal;
+    if (bRigidScan) {
+        gl_Position = modelViewProjectMatrix * position;
+    } else {
+        if (inFrameId < 0)
+            return;
+        mat4 frameMatrix = mat4(frameColumn(inFrameId, 0), frameColumn(inFrameId, 1),
+                                frameColumn(inFrameId, 2), frameColumn(inFrameId, 3));
+        gl_Position = modelViewProjectMatrix * frameMatrix * position;
+        position = frameMatrix * position;
+        normal = mat3(frameMatrix) * normal;
+    }
+    vec4 worldPos = modelMatrix * position;
+    vec4 camerapos = modelViewMatrix * position;
+
+    vec3 color = front;
+    if (showColorSpectrum && hasColor)
+        color = vColor;
+
+    float state = vState;
+    bool isUnderPlane = false;
+    if (isCutPlaneExist) {
+        float dotValue = dot(worldPos.xyz - center, direction);
+        isUnderPlane = dotValue < 0.0;
+        state = isUnderPlane ? selectIndex : vState;
+        if (state < 0.0) {
+            discardVertex();
+            return;
+        }
+    }
+    vec3 stateColor = texelFetch(colorIndex, int(state), 0).rgb;
+    if (state > 0.0)
+        color = stateColor;
+
+    if (useFixedSize) {
+        gl_PointSize = pointSize;
+    } else {
+        float d = projectMatrix[2][3] == -1.0 ? camerapos.z : 1.0;
+        gl_PointSize = min(ceil(-(pointDis * projectMatrix[1][1] / d) * viewport.z * 0.6), 100.0);
+    }
+
+    vec3 n = normalize(normalMatrix * normal);
+    vec3 ecpos = normalize(camerapos.xyz);
+    vec3 behind = (isUnderPlane && selectIndex > 0.0) ? color : back;
+    vec3 result;
+    if (n.z > 0.0) {
+        vec3 sum = calcDirLight(n, ecpos, lightDirection, lightParam.x, lightParam.y, lightParam.z,
+                                lightParam.w);
+        sum += calcDirLight(n, ecpos, light1Direction, light1Param.x, light1Param.y,
+                            light1Param.z, light1Param.w);
+        sum += calcDirLight(n, ecpos, light2Direction, light2Param.x, light2Param.y,
+                            light2Param.z, light2Param.w);
+        sum += calcDirLight(n, ecpos, light3Direction, light3Param.x, light3Param.y,
+                            light3Param.z, light3Param.w);
+        sum += calcDirLight(n, ecpos, light4Direction, light4Param.x, light4Param.y,
+                            light4Param.z, light4Param.w);
+        result = specularSeparate ? color * (sum.x + sum.y) + vec3(sum.z)
+                                  : color * (sum.x + sum.y + sum.z);
+    } else {
+        vec3 sum = calcDirLight(-n, ecpos, lightBkDirection, lightBkParam.x, lightBkParam.y,
+                                lightBkParam.z, lightBkParam.w);
+        result = (useBackColor ? behind : color) * (sum.x + sum.y + sum.z);
+    }
+    vertexColor = vec4(result, 1.0);
+}
