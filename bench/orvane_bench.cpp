@@ -187,13 +187,7 @@ public:
         canvas->addOperation(new LambdaOperation([cloud, time](RenderInfo& info) {
             info.masterCamera()->addPreDrawCallback(new PatchDrawStart(time, cloud.get()));
             info.masterCamera()->addPostDrawCallback(new PatchDrawEnd(time));
-            cloud->initDrawCall();
-            cloud->setIsRigidScan(true);
-            cloud->setIsIncreaseUpdate(true);
-            cloud->beginOfIncreUpdate();
-            auto* geode = new osg::Geode;
-            geode->addDrawable(cloud.get());
-            ViewMgr::getModel(info.mainView())->addChild(geode);
+            cloud->startScan(ViewMgr::getModel(info.mainView()), true);
         }));
         canvas->home();
         frameMs();

@@ -40,14 +40,7 @@ void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& mo
         }));
     if (cloud)
         canvas->addOperation(new LambdaOperation([cloud, scan](RenderInfo& info) {
-            // Rigid before the buffers are made: a rigid scan needs no frame-id buffer.
-            cloud->setIsRigidScan(true);
-            cloud->initDrawCall();
-            cloud->setIsIncreaseUpdate(true);
-            cloud->beginOfIncreUpdate();
-            auto* geode = new osg::Geode;
-            geode->addDrawable(cloud.get());
-            ViewMgr::getModel(info.mainView())->addChild(geode);
+            cloud->startScan(ViewMgr::getModel(info.mainView()), true);
             // Patches sent before the cloud is set up would be dropped.
             if (scan)
                 scan->start(info.canvas.get());

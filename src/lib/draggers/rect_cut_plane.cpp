@@ -1,5 +1,6 @@
 #include "rect_cut_plane.h"
 
+#include "cut_plane_generator.h"
 #include "cut_plane_programs.h"
 #include "line_geom_maker.h"
 #include "orvane_log.h"
@@ -172,30 +173,10 @@ float RectCutPlane::handleRadius() const
 
 osg::Node* RectCutPlane::createPlane()
 {
-    auto* geometry = new osg::Geometry;
-    geometry->setUseDisplayList(false);
-    geometry->setUseVertexBufferObjects(true);
-    geometry->setUseVertexArrayObject(true);
-    auto* vertices = new osg::Vec3Array;
-    for (int i : {0, 1, 3, 2})
-        vertices->push_back(m_corners[i]);
-    geometry->setVertexArray(vertices);
-    auto* colors = new osg::Vec4Array;
-    colors->push_back(osg::Vec4f(1, 1, 1, 0.1f));
-    geometry->setColorArray(colors, osg::Array::BIND_OVERALL);
-    geometry->addPrimitiveSet(new osg::DrawArrays(GL_TRIANGLE_FAN, 0, 4));
-    auto* geode = new osg::Geode;
-    geode->addDrawable(geometry);
+    // The corners are kept in zigzag order: 0, 1, 3, 2 goes round the rectangle.
+    osg::Geode* geode = CutPlaneGenerator::createTranslucentPlane(m_corners[0], m_corners[1],
+                                                                  m_corners[3], m_corners[2]);
     geode->setNodeMask(kPlaneMask);
-    osg::StateSet* ss = geode->getOrCreateStateSet();
-    ss->setMode(GL_LIGHTING, osg::StateAttribute::OFF);
-    ss->setMode(GL_CULL_FACE, osg::StateAttribute::OFF);
-    ss->setMode(GL_BLEND, osg::StateAttribute::ON);
-    ss->setRenderingHint(osg::StateSet::TRANSPARENT_BIN);
-    ss->setAttributeAndModes(new osg::Depth(osg::Depth::LESS, 0.0, 1.0, false));
-    // Fixed function with its colour array, whatever program is above.
-    ss->setAttributeAndModes(new osg::Program,
-                             osg::StateAttribute::ON | osg::StateAttribute::OVERRIDE);
     geode->addEventCallback(new RectCutPlaneCheckCallback(this));
     return geode;
 }

@@ -1,5 +1,7 @@
 #include "basic_shapes.h"
 
+#include "shape_mesh.h"
+
 #include <cmath>
 #include <osg/Geode>
 #include <osg/Geometry>
@@ -103,27 +105,12 @@ void updateFrame(const osg::BoundingBox& box, osg::Geode* frame)
 
 osg::Node* createSolidSphere(const osg::Vec3f& centre, float radius, const osg::Vec4f& color)
 {
-    constexpr int kRings = 12, kSegments = 24;
-    auto* vertices = new osg::Vec3Array;
-    auto* normals = new osg::Vec3Array;
-    const auto point = [&](int ring, int segment) {
-        const float theta = osg::PIf * ring / kRings;
-        const float phi = 2.0f * osg::PIf * segment / kSegments;
-        return osg::Vec3f(std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi),
-                          std::cos(theta));
-    };
-    for (int r = 0; r < kRings; ++r) {
-        for (int s = 0; s < kSegments; ++s) {
-            const osg::Vec3f quad[4] = {point(r, s), point(r + 1, s), point(r + 1, s + 1),
-                                        point(r, s + 1)};
-            for (int i : {0, 1, 2, 0, 2, 3}) {
-                vertices->push_back(centre + quad[i] * radius);
-                normals->push_back(quad[i]);
-            }
-        }
-    }
-    osg::Geometry* geometry = makeGeometry(vertices, GL_TRIANGLES, color);
-    geometry->setNormalArray(normals, osg::Array::BIND_PER_VERTEX);
+    ShapeMesh mesh;
+    mesh.addSphere(centre, radius);
+    osg::Geometry* geometry = mesh.build();
+    auto* colors = new osg::Vec4Array;
+    colors->push_back(color);
+    geometry->setColorArray(colors, osg::Array::BIND_OVERALL);
     auto* geode = new osg::Geode;
     geode->addDrawable(geometry);
     return geode;

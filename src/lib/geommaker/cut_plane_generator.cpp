@@ -62,13 +62,21 @@ osg::Geometry* CutPlaneGenerator::cornerGeometry() const
     return geometry;
 }
 
-osg::Geode* CutPlaneGenerator::createPlane()
+osg::Geode* CutPlaneGenerator::createTranslucentPlane(const osg::Vec3f& a, const osg::Vec3f& b,
+                                                      const osg::Vec3f& c, const osg::Vec3f& d)
 {
-    osg::Geometry* geometry = cornerGeometry();
+    auto* geometry = new osg::Geometry;
+    geometry->setUseDisplayList(false);
+    geometry->setUseVertexBufferObjects(true);
+    geometry->setUseVertexArrayObject(true);
+    auto* vertices = new osg::Vec3Array;
+    for (const osg::Vec3f* corner : {&a, &b, &c, &d})
+        vertices->push_back(*corner);
+    geometry->setVertexArray(vertices);
     auto* colors = new osg::Vec4Array;
     colors->push_back(osg::Vec4f(1, 1, 1, 0.1f));
     geometry->setColorArray(colors, osg::Array::BIND_OVERALL);
-    geometry->addPrimitiveSet(new osg::DrawArrays(GL_POLYGON, 0, 4));
+    geometry->addPrimitiveSet(new osg::DrawArrays(GL_TRIANGLE_FAN, 0, 4));
     auto* geode = new osg::Geode;
     geode->addDrawable(geometry);
     geode->setNodeMask(65535);
@@ -78,10 +86,14 @@ osg::Geode* CutPlaneGenerator::createPlane()
     ss->setMode(GL_CULL_FACE, osg::StateAttribute::OFF);
     ss->setRenderingHint(osg::StateSet::TRANSPARENT_BIN);
     ss->setAttributeAndModes(new osg::Depth(osg::Depth::LESS, 0.0, 1.0, false));
-    // Drawn by fixed function with its colour array, whatever program is above.
     ss->setAttributeAndModes(new osg::Program,
                              osg::StateAttribute::ON | osg::StateAttribute::OVERRIDE);
     return geode;
+}
+
+osg::Geode* CutPlaneGenerator::createPlane()
+{
+    return createTranslucentPlane(m_corners[0], m_corners[1], m_corners[2], m_corners[3]);
 }
 
 osg::Geode* CutPlaneGenerator::createLine()

@@ -20,6 +20,11 @@ public:
     // disabled copy (child 1).
     osg::MatrixTransform* create(const osg::BoundingBox& box);
 
+    // A white rectangle at 10% opacity through four corners in loop order, drawn after the
+    // opaque scene without writing depth, by fixed function whatever program is above.
+    static osg::Geode* createTranslucentPlane(const osg::Vec3f& a, const osg::Vec3f& b,
+                                              const osg::Vec3f& c, const osg::Vec3f& d);
+
     static osg::Program* createLineDepthOffsetProgram();
     static osg::Program* createGeometryProgram();
 

@@ -48,9 +48,11 @@ public:
     // Debug switch, off: adds "Begin", "End" and each fetched cut-plane uniform with its location.
     static bool isPrintLog;
 
+    // Frees the VAO and buffer while their context is current.
+    void releaseGLObjects(osg::State* state = nullptr) const override;
+
 protected:
     ~IncreCurFrameGeometry() override;
-    void releaseGLObjects(osg::State* state = nullptr) const override;
 
 private:
     bool distanceArraysValid() const;

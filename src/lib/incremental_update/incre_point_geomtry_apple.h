@@ -37,6 +37,14 @@ public:
                             bool useBasicLighting = true);
 
     // Any thread.
+    // Frees the cloud's GL buffers while their context is current (the viewer closing its
+    // window); the destructor frees whatever is left only if a context is current then.
+    void releaseGLObjects(osg::State* state = nullptr) const override;
+    // Starts a scan as an application does: the scan kind (set first, so that a rigid scan
+    // makes no frame-id buffer), GPU buffers, incremental updates on, and the cloud in a geode
+    // under `parent`. Render thread. False when the buffers could not be begun.
+    bool startScan(osg::Group* parent, bool rigid);
+
     void addIncreasePatchData(std::shared_ptr<IncrePatchData> patch);
     void setWholeSize(uint32_t size);
     void setPatchVertexSize(int size) { m_patchVertexSize = size; }
@@ -85,9 +93,6 @@ public:
 
 protected:
     ~IncrePointGeometryApple() override;
-    // Frees the cloud's GL buffers while their context is current (the viewer closing its
-    // window); the destructor frees whatever is left only if a context is current then.
-    void releaseGLObjects(osg::State* state = nullptr) const override;
     // Where the debug dump makes its time-stamped folder.
     virtual QString debugDumpBaseDir() const;
     // The owner of the whole-cloud buffers; tests hand in one whose allocations fail.

@@ -1,6 +1,7 @@
 #include "incre_point_metal.h"
 
 #include "canvas3d_shadermanager.h"
+#include "compute_library.h"
 #include "metal_cpp.h"
 #include "orvane_log.h"
 
@@ -46,49 +47,17 @@ IncrePointMetal::~IncrePointMetal()
 
 void IncrePointMetal::initMetalResource()
 {
-    NS::AutoreleasePool* pool = NS::AutoreleasePool::alloc()->init();
     m_device = MTL::CreateSystemDefaultDevice();
     m_commandQueue = m_device->newCommandQueue();
-    const char* source =
-        ShaderManager::instance()->getCharDataByMetalShader(g_increPointMetalComputeStr);
-    MTL::CompileOptions* options = MTL::CompileOptions::alloc()->init();
-    options->setLanguageVersion(static_cast<MTL::LanguageVersion>(131072));
-    NS::Error* error = nullptr;
-    m_library =
-        m_device->newLibrary(NS::String::string(source, NS::UTF8StringEncoding), options, &error);
-    options->release();
-    if (!m_library) {
-        std::printf("%s\n", error ? error->localizedDescription()->utf8String() : "");
-        qCCritical(orvane) << "shader library is null!";
-        Q_ASSERT_X(false, "IncrePointMetal", "shader library is null!");
-    }
-    pool->release();
+    m_library = newCatalogueLibrary(m_device, g_increPointMetalComputeStr, "IncrePointMetal");
 }
 
 void IncrePointMetal::buildPipelineState()
 {
-    if (!m_device || !m_library) {
-        qCCritical(orvane) << "device is null or shader library is null!";
-        return;
-    }
-    NS::AutoreleasePool* pool = NS::AutoreleasePool::alloc()->init();
-    const std::pair<const char*, MTL::ComputePipelineState**> kernels[] = {
-        {"updateVertexDataMultiBufer", &m_updateVertexDataMultiBufer},
-        {"updateVertexDataMultiBufer2", &m_updateVertexDataMultiBufer2},
-    };
-    for (const auto& kernel : kernels) {
-        MTL::Function* function =
-            m_library->newFunction(NS::String::string(kernel.first, NS::UTF8StringEncoding));
-        NS::Error* error = nullptr;
-        *kernel.second = m_device->newComputePipelineState(function, &error);
-        if (function)
-            function->release();
-        if (!*kernel.second) {
-            std::printf("%s\n", error ? error->localizedDescription()->utf8String() : "");
-            Q_ASSERT_X(false, "IncrePointMetal", "compute pipeline failed");
-        }
-    }
-    pool->release();
+    buildPipelines(m_device, m_library,
+                   {{"updateVertexDataMultiBufer", &m_updateVertexDataMultiBufer},
+                    {"updateVertexDataMultiBufer2", &m_updateVertexDataMultiBufer2}},
+                   "IncrePointMetal");
 }
 
 MTL::Buffer* IncrePointMetal::makeBufferForGL(void* address, long size)

@@ -215,28 +215,8 @@ bool OffscreenCaptureCallback::capture(osg::RenderInfo& renderInfo, osg::Camera*
         qCCritical(orvane) << "current opengl version is small than 4.5";
         return false;
     }
-    osg::Texture* texture = nullptr;
-    if (camera) {
-        const osg::Camera::BufferAttachmentMap& map = camera->getBufferAttachmentMap();
-        auto it = map.find(osg::Camera::COLOR_BUFFER);
-        if (it != map.end())
-            texture = it->second._texture.get();
-    }
-    bool ok = false;
-    if (!texture) {
-        qCCritical(orvane) << "color buffer not found";
-    } else {
-        osg::State& state = *renderInfo.getState();
-        if (camera->getStateSet())
-            state.apply(camera->getStateSet());
-        state.applyTextureAttribute(0, texture);
-        gl->glFinish();
-        osg::ref_ptr<ReadTexture2DImage> image = new ReadTexture2DImage;
-        if (!image->readImageFromCurrentTexture2D(gl, state.getContextID(), GL_UNSIGNED_BYTE))
-            qCCritical(orvane) << "read current texture2D failed";
-        else
-            ok = saveImge(*image);
-    }
+    osg::ref_ptr<ReadTexture2DImage> image = readColorAttachment(gl, renderInfo, camera);
+    const bool ok = image && saveImge(*image);
     // The render-to-texture pass left its own framebuffer bound.
     if (RenderInfo* info = renderInfoOf(renderInfo))
         if (info->FBO)

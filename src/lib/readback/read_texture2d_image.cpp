@@ -7,6 +7,9 @@
 #include <new>
 #include <osg/GLExtensions>
 #include <osg/Notify>
+#include <osg/RenderInfo>
+#include <osg/State>
+#include <osg/Texture>
 
 namespace Vorna {
 namespace Orvane {
@@ -90,6 +93,37 @@ bool ReadTexture2DImage::readImageFromCurrentTexture2D(QOpenGLFunctions_4_1_Core
     gl->glGetTexImage(target, 0, pixelFormat, type, data);
     dirty();
     return true;
+}
+
+osg::ref_ptr<ReadTexture2DImage>
+readColorAttachment(QOpenGLFunctions_4_1_Core* gl, osg::RenderInfo& renderInfo, osg::Camera* camera)
+{
+    osg::Texture* texture = nullptr;
+    if (camera) {
+        const osg::Camera::BufferAttachmentMap& map = camera->getBufferAttachmentMap();
+        for (auto component : {osg::Camera::COLOR_BUFFER, osg::Camera::COLOR_BUFFER0}) {
+            auto it = map.find(component);
+            if (it != map.end() && it->second._texture.valid()) {
+                texture = it->second._texture.get();
+                break;
+            }
+        }
+    }
+    if (!texture) {
+        qCCritical(orvane) << "color buffer not found";
+        return nullptr;
+    }
+    osg::State& state = *renderInfo.getState();
+    if (camera->getStateSet())
+        state.apply(camera->getStateSet());
+    state.applyTextureAttribute(0, texture);
+    gl->glFinish();
+    osg::ref_ptr<ReadTexture2DImage> image = new ReadTexture2DImage;
+    if (!image->readImageFromCurrentTexture2D(gl, state.getContextID(), GL_UNSIGNED_BYTE)) {
+        qCCritical(orvane) << "read current texture2D failed";
+        return nullptr;
+    }
+    return image;
 }
 
 } // namespace Orvane

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <osg/Camera>
 #include <osg/Image>
 
 class QOpenGLFunctions_4_1_Core;
@@ -19,6 +20,13 @@ public:
 protected:
     ~ReadTexture2DImage() override = default;
 };
+
+// Reads the colour attachment (COLOR_BUFFER or COLOR_BUFFER0) of a render-to-texture camera
+// after its draw, rows bottom-up. Null after logging "color buffer not found" or "read current
+// texture2D failed".
+osg::ref_ptr<ReadTexture2DImage> readColorAttachment(QOpenGLFunctions_4_1_Core* gl,
+                                                     osg::RenderInfo& renderInfo,
+                                                     osg::Camera* camera);
 
 } // namespace Orvane
 } // namespace Vorna

@@ -1,5 +1,6 @@
 #include "save_image_draw_callback.h"
 
+#include "gl_functions.h"
 #include "orvane_log.h"
 #include "read_texture2d_image.h"
 
@@ -12,20 +13,6 @@
 
 namespace Vorna {
 namespace Orvane {
-
-namespace {
-// The colour attachment of a render-to-texture camera, whichever of the two names it uses.
-osg::Texture* colorTexture(osg::Camera* camera)
-{
-    const osg::Camera::BufferAttachmentMap& map = camera->getBufferAttachmentMap();
-    for (auto component : {osg::Camera::COLOR_BUFFER, osg::Camera::COLOR_BUFFER0}) {
-        auto it = map.find(component);
-        if (it != map.end() && it->second._texture.valid())
-            return it->second._texture.get();
-    }
-    return nullptr;
-}
-} // namespace
 
 SaveImageDrawCallback::SaveImageDrawCallback(const QString& path)
     : SaveImageDrawCallback(nullptr, path)
@@ -53,28 +40,14 @@ void SaveImageDrawCallback::operator()(osg::RenderInfo& renderInfo) const
     qCDebug(orvane) << "start a screen capture";
     osg::Camera* camera = renderInfo.getCurrentCamera();
     OutScope scope(camera, this);
-    osg::Texture* texture = camera ? colorTexture(camera) : nullptr;
-    if (!texture) {
-        qCCritical(orvane) << "color buffer not found";
-        return;
-    }
-    QOpenGLContext* context = QOpenGLContext::currentContext();
-    auto* gl = context ? context->versionFunctions<QOpenGLFunctions_4_1_Core>() : nullptr;
-    if (!gl || !gl->initializeOpenGLFunctions()) {
+    QOpenGLFunctions_4_1_Core* gl = currentGlFunctions();
+    if (!gl) {
         qCCritical(orvane) << "current opengl version is small than 4.5";
         return;
     }
-    osg::State& state = *renderInfo.getState();
-    if (camera->getStateSet())
-        state.apply(camera->getStateSet());
-    state.applyTextureAttribute(0, texture);
-    gl->glFinish();
-
-    osg::ref_ptr<ReadTexture2DImage> image = new ReadTexture2DImage;
-    if (!image->readImageFromCurrentTexture2D(gl, state.getContextID(), GL_UNSIGNED_BYTE)) {
-        qCCritical(orvane) << "read current texture2D failed";
+    osg::ref_ptr<ReadTexture2DImage> image = readColorAttachment(gl, renderInfo, camera);
+    if (!image)
         return;
-    }
     if (!image->data()) {
         qCCritical(orvane) << "read color buffer faild, image data is nullptr";
         return;

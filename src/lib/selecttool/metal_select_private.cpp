@@ -1,6 +1,7 @@
 #include "metal_select_private.h"
 
 #include "canvas3d_shadermanager.h"
+#include "compute_library.h"
 #include "metal_cpp.h"
 #include "metal_select_kernels.h"
 #include "orvane_log.h"
@@ -43,51 +44,21 @@ MetalSelectPrivate::~MetalSelectPrivate()
 
 void MetalSelectPrivate::initMetalResource()
 {
-    NS::AutoreleasePool* pool = NS::AutoreleasePool::alloc()->init();
     m_device = MTL::CreateSystemDefaultDevice();
     m_commandQueue = m_device->newCommandQueue();
-    const char* source = ShaderManager::instance()->getCharDataByMetalShader(g_metalComputeStr);
-    MTL::CompileOptions* options = MTL::CompileOptions::alloc()->init();
-    options->setLanguageVersion(static_cast<MTL::LanguageVersion>(131072));
-    NS::Error* error = nullptr;
-    m_library =
-        m_device->newLibrary(NS::String::string(source, NS::UTF8StringEncoding), options, &error);
-    options->release();
-    if (!m_library) {
-        std::printf("%s\n", error ? error->localizedDescription()->utf8String() : "");
-        qCCritical(orvane) << "shader library is null!";
-        Q_ASSERT_X(false, "MetalSelectPrivate", "shader library is null!");
-    }
-    pool->release();
+    m_library = newCatalogueLibrary(m_device, g_metalComputeStr, "MetalSelectPrivate");
 }
 
 void MetalSelectPrivate::buildPipelineState()
 {
-    if (!m_device || !m_library) {
-        qCCritical(orvane) << "device is null or shader library is null!";
-        return;
-    }
-    NS::AutoreleasePool* pool = NS::AutoreleasePool::alloc()->init();
-    const std::pair<const char*, MTL::ComputePipelineState**> kernels[] = {
-        {"meshThroughHasIndicesSelect", &m_meshThroughHasIndices},
-        {"meshThroughNoIndicesSelect", &m_meshThroughNoIndices},
-        {"meshNonThroughHasIndicesSelect", &m_meshNonThroughHasIndices},
-        {"meshNonThroughNoIndicesSelect", &m_meshNonThroughNoIndices},
-        {"pointsThroughSelect", &m_pointsThrough},
-        {"pointsNonThroughSelect", &m_pointsNonThrough},
-    };
-    for (const auto& kernel : kernels) {
-        MTL::Function* function =
-            m_library->newFunction(NS::String::string(kernel.first, NS::UTF8StringEncoding));
-        NS::Error* error = nullptr;
-        *kernel.second = m_device->newComputePipelineState(function, &error);
-        releaseObject(function);
-        if (!*kernel.second) {
-            std::printf("%s\n", error ? error->localizedDescription()->utf8String() : "");
-            Q_ASSERT_X(false, "MetalSelectPrivate", "compute pipeline failed");
-        }
-    }
-    pool->release();
+    buildPipelines(m_device, m_library,
+                   {{"meshThroughHasIndicesSelect", &m_meshThroughHasIndices},
+                    {"meshThroughNoIndicesSelect", &m_meshThroughNoIndices},
+                    {"meshNonThroughHasIndicesSelect", &m_meshNonThroughHasIndices},
+                    {"meshNonThroughNoIndicesSelect", &m_meshNonThroughNoIndices},
+                    {"pointsThroughSelect", &m_pointsThrough},
+                    {"pointsNonThroughSelect", &m_pointsNonThrough}},
+                   "MetalSelectPrivate");
 }
 
 void MetalSelectPrivate::buildBuffer(MTL::Buffer*& buffer, const void* data, std::size_t length)

@@ -16,13 +16,7 @@ inline void startLiveCloud(CanvasWindow& window, Vorna::Orvane::IncrePointGeomet
                            bool rigid)
 {
     ASSERT_TRUE(window.run(nullptr, [&](Vorna::Orvane::RenderInfo& info) {
-        cloud->initDrawCall();
-        cloud->setIsRigidScan(rigid);
-        cloud->setIsIncreaseUpdate(true);
-        EXPECT_TRUE(cloud->beginOfIncreUpdate());
-        auto* geode = new osg::Geode;
-        geode->addDrawable(cloud);
-        Vorna::Orvane::ViewMgr::getModel(info.mainView())->addChild(geode);
+        EXPECT_TRUE(cloud->startScan(Vorna::Orvane::ViewMgr::getModel(info.mainView()), rigid));
     }));
 }
 

@@ -1,0 +1,323 @@
+// Writing queued patches into the mapped whole-cloud buffers, and the frame matrices into their
+// texture.
+#include "incre_point_geomtry_apple.h"
+
+#include "canvas3d_shadermanager.h"
+#include "gl_shader.h"
+#include "orvane_log.h"
+#include "scene_flags.h"
+
+#include <QOpenGLContext>
+#include <QString>
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <osg/NodeVisitor>
+#include <osg/State>
+#include <osgViewer/View>
+
+namespace Vorna {
+namespace Orvane {
+
+namespace {
+
+const char* nullOr(const void* p)
+{
+    return p ? "not null" : "null";
+}
+
+} // namespace
+
+void IncrePointGeometryApple::updateIncreasePatchs()
+{
+    if (!queuedPatchCount())
+        return;
+    while (queuedPatchCount()) {
+        if (m_isIncreaseUpdate)
+            updatePatch();
+        else
+            updatePatchToWhole();
+    }
+    m_patchVertexSize = 0;
+}
+
+qint64 IncrePointGeometryApple::getBufferByteSize(GLuint id)
+{
+    if (!m_gl)
+        return 0;
+    GLint64 bytes = 0;
+    m_gl->glBindBuffer(GL_ARRAY_BUFFER, id);
+    m_gl->glGetBufferParameteri64v(GL_ARRAY_BUFFER, GL_BUFFER_SIZE, &bytes);
+    m_gl->glBindBuffer(GL_ARRAY_BUFFER, 0);
+    return bytes < 0 ? 0 : bytes;
+}
+
+void* IncrePointGeometryApple::getBufAddress(GLuint id)
+{
+    m_gl->glBindBuffer(GL_ARRAY_BUFFER, id);
+    GLint64 bytes = 0;
+    m_gl->glGetBufferParameteri64v(GL_ARRAY_BUFFER, GL_BUFFER_SIZE, &bytes);
+    // Write and explicit flush; the plain unmap that follows publishes the writes.
+    return m_gl->glMapBufferRange(GL_ARRAY_BUFFER, 0, bytes, 18);
+}
+
+void IncrePointGeometryApple::updatePatch()
+{
+    if (!m_gl)
+        return;
+    std::shared_ptr<IncrePatchData> patch = frontPatch();
+    if (!patch)
+        return;
+    // The patch leaves the queue whatever becomes of it.
+    struct Pop {
+        IncrePointGeometryApple* self;
+        ~Pop() { self->popPatch(); }
+    } pop{this};
+
+    const bool hasColor = patch->clrArr && m_hasColor;
+    if (!patch->vertArr || !patch->normArr) {
+        qCWarning(orvane) << "updatePatch"
+                          << "Unexpected patchData, vertArr:" << nullOr(patch->vertArr.get())
+                          << ", normArr:" << nullOr(patch->normArr.get())
+                          << ", clrArr:" << nullOr(patch->clrArr.get());
+        return;
+    }
+    const size_t n = patch->vertArr->size();
+    const bool hasState = patch->stateArr && patch->stateArr->size() == n;
+    if (patch->normArr->size() != n || patch->patchIdData.size() != n ||
+        (patch->stateArr && patch->stateArr->size() != n) ||
+        (!m_bRigidScan && patch->patchFrameIdData.size() != n)) {
+        qCWarning(orvane) << "updatePatch"
+                          << "Unexpected patchData size, vertex:" << n
+                          << ", normal:" << patch->normArr->size()
+                          << ", patchId:" << patch->patchIdData.size()
+                          << ", state:" << (patch->stateArr ? patch->stateArr->size() : 0u)
+                          << ", frameId:" << patch->patchFrameIdData.size();
+        return;
+    }
+    if (n == 0) {
+        qCWarning(orvane) << "updatePatch"
+                          << "Unexpected vertPathDataSize:" << n;
+        return;
+    }
+    std::vector<GLuint> mapped;
+    const auto map = [&](GLuint id) -> void* {
+        if (!id)
+            return nullptr;
+        void* address = getBufAddress(id);
+        if (address)
+            mapped.push_back(id);
+        return address;
+    };
+    WholePointBufferData data;
+    data.position = static_cast<float*>(map(m_wholeDataBuf->getBuf(WDBI_Position)));
+    Q_ASSERT_X(data.position, "updatePatch", "glPosBufAddress");
+    data.normal = static_cast<float*>(map(m_wholeDataBuf->getBuf(WDBI_Normal)));
+    if (hasColor) {
+        const GLuint color = m_wholeDataBuf->getBuf(WDBI_Color);
+        if (!color)
+            qCWarning(orvane) << "updatePatch"
+                              << "Invalid colorWholeDataBuf:" << color;
+        data.color = static_cast<float*>(map(color));
+    }
+    const GLuint state = m_wholeDataBuf->getBuf(WDBI_State);
+    if (!state)
+        qCWarning(orvane) << "updatePatch"
+                          << "Invalid stateWholeDataBuf:" << state;
+    data.state = static_cast<signed char*>(map(state));
+    if (!m_bRigidScan) {
+        if (!m_increGLBuffer.wholeFrameIdBuffer)
+            qCWarning(orvane) << "updatePatch"
+                              << "Invalid frameIdWholeDataBuf:"
+                              << m_increGLBuffer.wholeFrameIdBuffer;
+        data.frameId = static_cast<int*>(map(m_increGLBuffer.wholeFrameIdBuffer));
+    }
+    data.hasColor = hasColor && data.color;
+    data.hasState = hasState;
+    data.hasFrameId = !m_bRigidScan && data.frameId;
+    if (data.position && data.normal)
+        updatePatchToWholeBuffer(patch.get(), data);
+    for (GLuint id : mapped) {
+        m_gl->glBindBuffer(GL_ARRAY_BUFFER, id);
+        m_gl->glUnmapBuffer(GL_ARRAY_BUFFER);
+    }
+    m_gl->glBindBuffer(GL_ARRAY_BUFFER, 0);
+}
+
+void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
+                                                       const WholePointBufferData& data)
+{
+    if (!patch) {
+        qCWarning(orvane) << "updatePatchToWholeBuffer"
+                          << "pPatch null!";
+        return;
+    }
+    const qint64 positionBytes = getBufferByteSize(m_wholeDataBuf->getBuf(WDBI_Position));
+    const qint64 bufferVertexCount = positionBytes < 1 ? 0 : positionBytes / 12;
+    const std::vector<int>& ids = patch->patchIdData;
+    const osg::Vec3Array& v = *patch->vertArr;
+    const osg::Vec3Array& nrm = *patch->normArr;
+    // Each worker owns the ids on its side of a split and walks the whole patch in order, so a
+    // vertex sent twice keeps its last value, as a single pass would give.
+    struct Tally {
+        int invalid = 0, lastInvalid = 0, tooLarge = 0, lastTooLarge = 0;
+    };
+    // One entry: fixed sizes, so the copies stay inline moves.
+    const auto writeOne = [&](size_t i) {
+        const qint64 vid = ids[i];
+        std::memcpy(data.position + 3 * vid, v[i].ptr(), 12);
+        std::memcpy(data.normal + 3 * vid, nrm[i].ptr(), 12);
+        if (data.hasColor)
+            std::memcpy(data.color + 3 * vid, (*patch->clrArr)[i].ptr(), 12);
+        // A patch without states clears the states of what it touches.
+        if (data.state)
+            data.state[vid] = data.hasState ? (*patch->stateArr)[i] : 0;
+        if (data.hasFrameId)
+            data.frameId[vid] = patch->patchFrameIdData[i];
+    };
+    // Entries [i, i + count) of the patch, whose ids run consecutively from ids[i].
+    const auto writeRun = [&](size_t i, size_t count) {
+        const qint64 vid = ids[i];
+        std::memcpy(data.position + 3 * vid, v[i].ptr(), 12 * count);
+        std::memcpy(data.normal + 3 * vid, nrm[i].ptr(), 12 * count);
+        if (data.hasColor)
+            std::memcpy(data.color + 3 * vid, (*patch->clrArr)[i].ptr(), 12 * count);
+        if (data.state) {
+            if (data.hasState)
+                std::memcpy(data.state + vid, &(*patch->stateArr)[i], count);
+            else
+                std::memset(data.state + vid, 0, count);
+        }
+        if (data.hasFrameId)
+            std::memcpy(data.frameId + vid, &patch->patchFrameIdData[i], 4 * count);
+    };
+    const auto scatter = [&](qint64 firstId, qint64 endId, Tally& tally) {
+        const qint64 last = std::min(endId, bufferVertexCount);
+        for (size_t i = 0; i < ids.size();) {
+            const int vid = ids[i];
+            if (vid < firstId || vid >= endId) {
+                ++i;
+                continue;
+            }
+            if (vid < 0) {
+                ++tally.invalid;
+                tally.lastInvalid = vid;
+                ++i;
+                continue;
+            }
+            if (vid >= bufferVertexCount) {
+                ++tally.tooLarge;
+                tally.lastTooLarge = vid;
+                ++i;
+                continue;
+            }
+            // A growing scan sends runs of new ids: one copy an array for the whole run.
+            size_t j = i + 1;
+            while (j < ids.size() && ids[j] == ids[j - 1] + 1 && ids[j] < last)
+                ++j;
+            if (j - i == 1)
+                writeOne(i);
+            else
+                writeRun(i, j - i);
+            i = j;
+        }
+    };
+    constexpr qint64 kAll = std::numeric_limits<qint64>::max();
+    Tally low, high;
+    // Below this a second thread costs more than it saves.
+    constexpr size_t kParallelPatch = 16384;
+    if (ids.size() >= kParallelPatch && std::thread::hardware_concurrency() > 1) {
+        const auto [minId, maxId] = std::minmax_element(ids.begin(), ids.end());
+        const qint64 split = (static_cast<qint64>(*minId) + *maxId) / 2 + 1;
+        std::thread worker(scatter, split, kAll, std::ref(high));
+        scatter(-kAll, split, low);
+        worker.join();
+    } else {
+        scatter(-kAll, kAll, low);
+    }
+    const int invalid = low.invalid + high.invalid;
+    const int lastInvalid = high.invalid ? high.lastInvalid : low.lastInvalid;
+    const int tooLarge = low.tooLarge + high.tooLarge;
+    const int lastTooLarge = high.tooLarge ? high.lastTooLarge : low.lastTooLarge;
+    if (invalid || tooLarge)
+        qCWarning(orvane) << "updatePatchToWholeBuffer"
+                          << "patch contains invalid vertex ids"
+                          << "invalidVid:" << invalid << "lastInvalidVid:" << lastInvalid
+                          << "tooLargeVid:" << tooLarge << "lastTooLargeVid:" << lastTooLarge
+                          << "bufferVertexCount:" << bufferVertexCount
+                          << "patchVertexCount:" << patch->patchIdData.size();
+}
+
+void IncrePointGeometryApple::updatePatchToWhole()
+{
+    std::shared_ptr<IncrePatchData> patch = frontPatch();
+    if (!m_wholeDataBuf || !patch) {
+        popPatch();
+        return;
+    }
+    m_wholeDataBuf->wholeUpdate(patch->vertArr, patch->normArr, patch->clrArr, patch->stateArr);
+    {
+        QMutexLocker lock(&m_frameMutex);
+        const size_t count = std::min(m_frameRts.size(), size_t(262144));
+        std::memcpy(m_frameRtTexture.data, m_frameRts.data(), count * 64);
+        qCInfo(orvane) << "updatePatchToWhole"
+                       << "frameId size=" << patch->patchFrameIdData.size()
+                       << "matrix size =" << m_frameRts.size();
+    }
+    if (!patch->patchFrameIdData.empty() && m_gl) {
+        m_gl->glBindBuffer(GL_ARRAY_BUFFER, m_increGLBuffer.wholeFrameIdBuffer);
+        m_gl->glBufferData(GL_ARRAY_BUFFER,
+                           static_cast<GLsizeiptr>(patch->patchFrameIdData.size() * 4),
+                           patch->patchFrameIdData.data(), GL_DYNAMIC_DRAW);
+        m_gl->glBindBuffer(GL_ARRAY_BUFFER, 0);
+        setVertexAttribute();
+    }
+    popPatch();
+}
+
+void IncrePointGeometryApple::updateFrameMatrixBuffer()
+{
+    QMutexLocker lock(&m_frameMutex);
+    if (!m_gl || m_frameRts.empty())
+        return;
+    // The table of all frames always starts at frame 0.
+    const size_t count = std::min(m_frameRts.size(), size_t(262144));
+    std::memcpy(m_frameRtTexture.data, m_frameRts.data(), count * 64);
+    if (m_frameRtTexture.texture && m_frameRtTexture.dirty &&
+        std::this_thread::get_id() == m_renderThreadId) {
+        m_gl->glActiveTexture(GL_TEXTURE0);
+        if (m_gl->glGetError())
+            qCWarning(orvane) << "updateFrameMatrixBuffer"
+                              << "glActiveTexture failed";
+        osg::Texture::TextureObject* object =
+            m_frameRtTexture.texture->getTextureObject(m_contextId);
+        if (object) {
+            m_gl->glBindTexture(GL_TEXTURE_2D, object->id());
+            if (m_gl->glGetError())
+                qCWarning(orvane) << "updateFrameMatrixBuffer"
+                                  << "glBindTexture failed";
+            const osg::Image* image = m_frameRtTexture.image.get();
+            m_gl->glTexImage2D(GL_TEXTURE_2D, 0, image->getInternalTextureFormat(), image->s(),
+                               image->t(), 0, image->getPixelFormat(),
+                               m_frameRtTexture.useFloat ? GL_FLOAT : GL_UNSIGNED_BYTE,
+                               image->data());
+            m_gl->glBindTexture(GL_TEXTURE_2D, 0);
+        }
+    }
+    m_frameRts.clear();
+}
+
+void IncrePointGeometryApple::unmapBuffer()
+{
+    if (!m_gl)
+        m_gl = getGlFun();
+    if (!m_gl)
+        return;
+    m_gl->glUnmapBuffer(GL_ARRAY_BUFFER);
+    m_gl->glBindBuffer(GL_ARRAY_BUFFER, 0);
+}
+
+} // namespace Orvane
+} // namespace Vorna
