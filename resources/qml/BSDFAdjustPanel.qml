@@ -1,11 +1,10 @@
 import QtQuick 2.15
 
-// Surface colours and material of the meshes, the physically based values of mesh 0, and the
-// scene-wide switches.
+// Surface colours and material of the meshes, the scene-wide switches and the physically based
+// values of mesh 0.
 Column {
     id: root
     spacing: 4
-    signal resetRequested()
 
     function restore() {
         front.restore(Qt.vector3d(0.05, 0.695, 1.0))
@@ -62,33 +61,4 @@ Column {
     AdjustValue { label: "brightness"; value: 1; to: 3; onEdited: $DbgRender.setPBRBrightness(value, 0) }
     AdjustValue { label: "roughness"; value: 0.5; onEdited: $DbgRender.setRoughness(value, 0) }
     AdjustValue { label: "clearcoat"; onEdited: $DbgRender.setClearcoat(value, 0) }
-
-    Row {
-        spacing: 8
-        Repeater {
-            model: [
-                { name: "Fit view", act: function() { $DbgRender.framming() } },
-                { name: "Save live data", act: function() { $DbgRender.saveIncreData() } },
-                { name: "Reset", act: function() { root.resetRequested() } }
-            ]
-            Rectangle {
-                objectName: "button_" + modelData.name
-                width: 84
-                height: 26
-                radius: 4
-                color: press.pressed ? "#2a6fb8" : "#4a90d9"
-                Text {
-                    anchors.centerIn: parent
-                    text: modelData.name
-                    font.pixelSize: 12
-                    color: "white"
-                }
-                MouseArea {
-                    id: press
-                    anchors.fill: parent
-                    onClicked: modelData.act()
-                }
-            }
-        }
-    }
 }

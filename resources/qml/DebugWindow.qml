@@ -16,6 +16,14 @@ Window {
     color: "#f5f5f5"
     visible: true
 
+    // The scene back to the shaders' defaults, and the widgets with it.
+    function resetAll() {
+        $DbgRender.reset()
+        lights.restore()
+        surface.restore()
+        points.restore()
+    }
+
     Flickable {
         anchors.fill: parent
         anchors.margins: 12
@@ -31,17 +39,43 @@ Window {
                 objectName: "lightPanel"
             }
             BSDFAdjustPanel {
+                id: surface
                 objectName: "bsdfPanel"
-                onResetRequested: {
-                    $DbgRender.reset()
-                    lights.restore()
-                    points.restore()
-                    restore()
-                }
             }
-            PointAdjustPanel {
-                id: points
-                objectName: "pointPanel"
+            Column {
+                spacing: 16
+                PointAdjustPanel {
+                    id: points
+                    objectName: "pointPanel"
+                }
+                Row {
+                    spacing: 6
+                    Repeater {
+                        model: [
+                            { name: "Fit view", act: function() { $DbgRender.framming() } },
+                            { name: "Save live data", act: function() { $DbgRender.saveIncreData() } },
+                            { name: "Reset", act: function() { window.resetAll() } }
+                        ]
+                        Rectangle {
+                            objectName: "button_" + modelData.name
+                            width: 90
+                            height: 26
+                            radius: 4
+                            color: press.pressed ? "#2a6fb8" : "#4a90d9"
+                            Text {
+                                anchors.centerIn: parent
+                                text: modelData.name
+                                font.pixelSize: 11
+                                color: "white"
+                            }
+                            MouseArea {
+                                id: press
+                                anchors.fill: parent
+                                onClicked: modelData.act()
+                            }
+                        }
+                    }
+                }
             }
         }
     }

@@ -255,6 +255,29 @@ TEST_F(DebugPanelTest, ColourAndGenericSettersReachTheCameraUniforms)
     EXPECT_FLOAT_EQ(pointVariable, 0.6f);
 }
 
+TEST_F(DebugPanelTest, ThePanelsResetBringsSceneAndSlidersBackToTheDefaults)
+{
+    toggle();
+    QQuickItem* diffuse = findItem(panel()->contentItem(), "light0_diff");
+    QQuickItem* red = findItem(panel()->contentItem(), "front_x");
+    ASSERT_NE(diffuse, nullptr);
+    ASSERT_NE(red, nullptr);
+    diffuse->setProperty("value", 0.2);
+    red->setProperty("value", 0.9);
+    const Probe at = probe(0.2f, 0.4f);
+    const osg::Vec3 light = OrvaneTest::dirLight(kToEye, {0.5f, 0.2f, 0.15f, 128.0f}, kToEye, at.P);
+    const osg::Vec3 changed =
+        osg::Vec3(0.9f, kFront.y(), kFront.z()) * (light.x() + light.y() + light.z());
+    EXPECT_TRUE(OrvaneTest::near(settle(at, changed), OrvaneTest::toColor(changed), kTolerance));
+
+    ASSERT_TRUE(QMetaObject::invokeMethod(panel(), "resetAll"));
+    const QColor reset = settle(at, litFront(kMainParam, at));
+    EXPECT_TRUE(OrvaneTest::near(reset, OrvaneTest::toColor(litFront(kMainParam, at)), kTolerance))
+        << OrvaneTest::describe(reset);
+    EXPECT_DOUBLE_EQ(diffuse->property("value").toDouble(), 0.5);
+    EXPECT_NEAR(red->property("value").toDouble(), 0.05, 1e-6);
+}
+
 TEST_F(DebugPanelTest, ResetRightAfterStartRemovesNothingAndChangesNothing)
 {
     const Probe at = probe(0.0f, 0.0f);
