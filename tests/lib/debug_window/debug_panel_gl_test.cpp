@@ -253,6 +253,17 @@ TEST_F(DebugPanelTest, ColourAndGenericSettersReachTheCameraUniforms)
             u->get(pointVariable);
     }));
     EXPECT_FLOAT_EQ(pointVariable, 0.6f);
+
+    // The live cloud's dump is asked for on the camera, where the cloud looks for it.
+    RenderDebug::DebugInterface dbg;
+    dbg.saveIncreData();
+    bool dumpWanted = false;
+    ASSERT_TRUE(window().run(nullptr, [&](RenderInfo& info) {
+        if (osg::Uniform* u =
+                info.masterCamera()->getOrCreateStateSet()->getUniform("saveIncreData"))
+            u->get(dumpWanted);
+    }));
+    EXPECT_TRUE(dumpWanted);
 }
 
 TEST_F(DebugPanelTest, ThePanelsResetBringsSceneAndSlidersBackToTheDefaults)
