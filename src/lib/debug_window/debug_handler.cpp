@@ -1,9 +1,13 @@
 #include "debug_handler.h"
 
+#include "debug_interface.h"
 #include "orvane_log.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
+#include <QQmlComponent>
+#include <QQmlContext>
+#include <QQmlEngine>
 #include <QWindow>
 
 namespace Vorna {
@@ -17,15 +21,51 @@ void DebugUI::enableDebug()
         qCDebug(orvane) << "can't find any window";
         return;
     }
+    if (m_window)
+        return;
+    static const bool registered = [] {
+        qmlRegisterUncreatableType<DebugInterface>("Vorna.Orvane", 1, 0, "DebugInterface",
+                                                   "given by the render debug window");
+        return true;
+    }();
+    Q_UNUSED(registered)
+    // An engine of its own, so the panel never touches the application's QML.
+    auto* engine = new QQmlEngine(this);
+    m_engine = engine;
+    engine->rootContext()->setContextProperty("$DbgRender", new DebugInterface(engine));
+    QQmlComponent component(engine, QUrl("qrc:/qml/DebugWindow.qml"));
+    QObject* window = component.create();
+    if (!window) {
+        qCWarning(orvane) << component.errorString();
+        return;
+    }
+    m_window = window;
 }
 
-void DebugUI::disableDebug() {}
+void DebugUI::disableDebug()
+{
+    delete m_window;
+}
+
+DebugUI::~DebugUI()
+{
+    // The window's bindings refer to the engine: the window goes first.
+    delete m_window;
+    delete m_engine;
+}
 
 DebugHandler::DebugHandler()
 {
     // Nobody types "orvdbg" by accident.
     for (char c : {'o', 'r', 'v', 'd', 'b', 'g'})
         m_keySequence.append(c);
+}
+
+DebugHandler::~DebugHandler()
+{
+    // The panel serves this canvas: it goes with it.
+    if (m_debugUI)
+        m_debugUI->deleteLater();
 }
 
 bool DebugHandler::handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAdapter&)
