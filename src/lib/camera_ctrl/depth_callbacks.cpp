@@ -33,9 +33,8 @@ void ReadMousePosPostDrawCallback::operator()(osg::RenderInfo& renderInfo) const
     RenderInfo* info = renderInfoOf(renderInfo, true);
     if (!info || !m_needRead)
         return;
-    if (!info->readMultiSampleFBO ||
-        !info->readMultiSampleFBO->readDepth(m_depthImage.get(), static_cast<int>(m_mousePos.x()),
-                                             static_cast<int>(m_mousePos.y()), 1, 1))
+    if (!readCanvasDepth(*info, m_depthImage.get(), static_cast<int>(m_mousePos.x()),
+                         static_cast<int>(m_mousePos.y()), 1, 1))
         qCWarning(orvane) << "readDepth failed";
     m_needRead = false;
     if (m_asyncPending && m_asyncFunc) {
@@ -56,10 +55,7 @@ void ScreenPostDrawCallback::operator()(osg::RenderInfo& renderInfo) const
     const osg::Viewport* vp = m_pCamera->getViewport();
     if (!m_needReadPixels || !vp)
         return;
-    if (!info->readMultiSampleFBO ||
-        !info->readMultiSampleFBO->readDepth(
-            m_screenDepthImage.get(), static_cast<int>(vp->x()), static_cast<int>(vp->y()),
-            static_cast<int>(vp->width()), static_cast<int>(vp->height())))
+    if (!readCanvasDepth(*info, m_screenDepthImage.get(), *vp))
         qCWarning(orvane) << "screen region readDepth failed";
     m_needReadPixels = false;
 }

@@ -1,6 +1,7 @@
 #include "read_multisample_fbo.h"
 
 #include "orvane_log.h"
+#include "render_info.h"
 
 #include <QOpenGLContext>
 #include <QOpenGLExtraFunctions>
@@ -143,6 +144,18 @@ bool ReadMultiSampleFBO::read(osg::Image* image, int x, int y, int width, int he
         gl->glBindFramebuffer(GL_READ_FRAMEBUFFER, m_readFbo);
     m_lastError = gl->glGetError();
     return m_lastError == 0;
+}
+
+bool readCanvasDepth(const RenderInfo& info, osg::Image* image, int x, int y, int width, int height)
+{
+    return info.readMultiSampleFBO &&
+           info.readMultiSampleFBO->readDepth(image, x, y, width, height);
+}
+
+bool readCanvasDepth(const RenderInfo& info, osg::Image* image, const osg::Viewport& region)
+{
+    return readCanvasDepth(info, image, static_cast<int>(region.x()), static_cast<int>(region.y()),
+                           static_cast<int>(region.width()), static_cast<int>(region.height()));
 }
 
 } // namespace Orvane

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <osg/Image>
+#include <osg/Viewport>
 
 namespace Vorna {
 namespace Orvane {
@@ -46,6 +47,14 @@ private:
     int m_width;
     int m_height;
 };
+
+class RenderInfo;
+
+// What every depth post-draw callback does: the canvas's read-back object reads a window-depth
+// region of what was just drawn. False without a read-back object or when the read fails.
+bool readCanvasDepth(const RenderInfo& info, osg::Image* image, int x, int y, int width,
+                     int height);
+bool readCanvasDepth(const RenderInfo& info, osg::Image* image, const osg::Viewport& region);
 
 } // namespace Orvane
 } // namespace Vorna

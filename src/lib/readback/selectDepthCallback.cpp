@@ -16,10 +16,7 @@ void SelectDepthCallback::operator()(osg::RenderInfo& renderInfo) const
     if (!info || !camera || !camera->getViewport())
         return;
     const osg::Viewport* vp = camera->getViewport();
-    if (!info->readMultiSampleFBO ||
-        !info->readMultiSampleFBO->readDepth(
-            m_depth.get(), static_cast<int>(vp->x()), static_cast<int>(vp->y()),
-            static_cast<int>(vp->width()), static_cast<int>(vp->height())))
+    if (!readCanvasDepth(*info, m_depth.get(), *vp))
         qCWarning(orvane) << "readSelectDepth failed";
 }
 

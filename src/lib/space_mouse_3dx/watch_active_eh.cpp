@@ -34,8 +34,7 @@ void ScreenCenterPostDrawCallback::operator()(osg::RenderInfo& renderInfo) const
     const osg::Viewport* vp = m_pCamera->getViewport();
     const int cx = static_cast<int>(vp->width() / 2), cy = static_cast<int>(vp->height() / 2);
     const int side = static_cast<int>(0.25 * std::max(vp->width(), vp->height()));
-    if (!info->readMultiSampleFBO->readDepth(m_depth.get(), cx - side / 2, cy - side / 2, side,
-                                             side))
+    if (!readCanvasDepth(*info, m_depth.get(), cx - side / 2, cy - side / 2, side, side))
         qCWarning(orvane) << "screen center region readDepth failed";
 }
 
