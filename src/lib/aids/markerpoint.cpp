@@ -203,6 +203,11 @@ void UpdateEcodedPointTextMatrixCallback::operator()(osg::Node* node, osg::NodeV
                 start = i + 1;
             }
         }
+        // The update traversal starts below the view's camera, which holds the scene as a child.
+        for (osg::Node* n = path.empty() ? nullptr : path.front(); !camera && n;) {
+            n = n->getNumParents() > 0 ? n->getParent(0) : nullptr;
+            camera = n ? n->asCamera() : nullptr;
+        }
         // The disc's frame: above the screen-turned transform and the label's own.
         osg::NodePath toDisc(path.begin() + start, path.end());
         while (!toDisc.empty() &&

@@ -175,6 +175,28 @@ TEST_F(EcodedPointPixelTest, ArcsMatchTheCode)
     }
 }
 
+TEST_F(EcodedPointPixelTest, LabelAtTheRimAwayFromTheViewCentre)
+{
+    EcodedPointParam p = codedParam();
+    p.text = "42";
+    osg::ref_ptr<osg::Group> target = EcodedPoint::createEcodedPoint(p);
+    auto* mt = dynamic_cast<osg::MatrixTransform*>(target->getChild(1)->asGroup()->getChild(0));
+    ASSERT_TRUE(mt);
+    // Right of the view's centre: the label goes to the right-hand rim.
+    osg::ref_ptr<osg::MatrixTransform> place =
+        new osg::MatrixTransform(osg::Matrix::translate(1.2, 0, 0));
+    place->addChild(target);
+    OrvaneTest::LogCapture log;
+    UpdateEcodedPointTextMatrixCallback::needEcodeLog = true;
+    draw(place.get());
+    UpdateEcodedPointTextMatrixCallback::needEcodeLog = false;
+    const osg::Vec3d t = mt->getMatrix().getTrans();
+    EXPECT_NEAR(t.x(), 1.0, 1e-5);
+    EXPECT_NEAR(t.y(), 0.0, 1e-5);
+    EXPECT_TRUE(log.contains("updateMatCb, txt:"));
+    EXPECT_TRUE(log.contains(", wolrdMat:"));
+}
+
 TEST(EcodedPointTest, UniformBlockLayout)
 {
     EcodedPointParam p = codedParam();
