@@ -202,6 +202,28 @@ TEST_F(ScanBodyOutLineTest, EachRequestDrawsOnce)
         lineNear(p, kWidth / 2 - int(kPixelsPerUnit + 0.5), kHeight / 2, QColor(0, 0, 255, 255)));
 }
 
+TEST_F(ScanBodyOutLineTest, NewSizeAndViewTakeEffectOnTheNextRequest)
+{
+    ASSERT_TRUE(setUpOutline());
+    ASSERT_TRUE(m_outline->drawOneFrame());
+    ASSERT_TRUE(awaitPictures(1));
+    // Half the size, and the square moved to the right half by looking left of it.
+    m_outline->setDimension(kWidth / 2, kHeight / 2);
+    m_outline->lookAt(osg::Vec3d(-1, 0, 5), osg::Vec3d(-1, 0, 0), osg::Vec3d(0, 1, 0));
+    ASSERT_TRUE(m_outline->drawOneFrame());
+    ASSERT_TRUE(awaitPictures(2));
+    const OutlineReceiver::Picture& p = m_receiver->pictures[1];
+    ASSERT_EQ(p.width, int(kWidth / 2));
+    ASSERT_EQ(p.height, int(kHeight / 2));
+    // 8.96 pixels per unit now; the square's left side runs up the centre column, its top side
+    // 9 rows above the centre row, and nothing lies left of the centre.
+    const int cx = int(kWidth / 4), cy = int(kHeight / 4);
+    const QColor blue(0, 0, 255, 255);
+    EXPECT_TRUE(lineNear(p, cx, cy, blue));
+    EXPECT_TRUE(lineNear(p, cx + 9, cy + 9, blue));
+    EXPECT_FALSE(lineNear(p, cx - 9, cy, blue));
+}
+
 TEST_F(ScanBodyOutLineTest, NothingDrawnWithoutLineModels)
 {
     ASSERT_TRUE(m_outline->init());
