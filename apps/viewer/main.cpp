@@ -1,6 +1,7 @@
 // The viewer: a QML window with a Canvas3DItem, or a windowless offscreen canvas, driven only
 // through operations, as an application embedding the library would.
 #include "builtin_scene.h"
+#include "marker_reader.h"
 #include "model_reader.h"
 #include "scan_simulator.h"
 #include "scene_wait.h"
@@ -120,10 +121,13 @@ int main(int argc, char** argv)
         "With a scan, --grab and --offscreen save once this many points are drawn "
         "(default: the whole scan).",
         "n", "0");
+    QCommandLineOption markersOption(
+        "markers", "Show the targets of <file>: one a line, x y z nx ny nz radius [code].", "file");
     QCommandLineOption timeoutOption(
         "timeout", "Seconds --grab and --offscreen wait for the complete scene.", "s", "60");
     parser.addOptions({grabOption, offscreenOption, outOption, sizeOption, pointsOption,
-                       patchOption, rateOption, scanOption, waitPointsOption, timeoutOption});
+                       patchOption, rateOption, scanOption, waitPointsOption, timeoutOption,
+                       markersOption});
     parser.addPositionalArgument("files", "Meshes and point clouds to open (PLY, OBJ, STL, XYZ, "
                                           "ASC, TXT, PTS).");
     parser.process(app);
@@ -149,9 +153,17 @@ int main(int argc, char** argv)
         else
             problems << model.error;
     }
+    if (parser.isSet(markersOption)) {
+        // Bad lines are skipped and reported; the good ones still show.
+        const MarkerFile markers = readMarkerFile(parser.value(markersOption));
+        problems << markers.problems;
+        if (!markers.markers.empty())
+            models.push_back(buildMarkers(markers.markers));
+    }
     for (const QString& problem : problems)
         std::fprintf(stderr, "%s\n", qPrintable(problem));
-    const bool builtin = parser.positionalArguments().isEmpty() && !parser.isSet(scanOption);
+    const bool builtin = parser.positionalArguments().isEmpty() && !parser.isSet(scanOption) &&
+                         !parser.isSet(markersOption);
     if (builtin)
         models.push_back(createBuiltinMesh());
 
