@@ -52,7 +52,7 @@ struct BareCanvasViewer {
         info->compViewer(viewer.get());
         viewer->setUserData(info.get());
     }
-    void run(osg::Operation* op) { (*op)(viewer.get()); }
+    void run(osg::ref_ptr<osg::Operation> op) { (*op)(viewer.get()); }
 };
 
 } // namespace

@@ -81,9 +81,11 @@ TEST(CurrentFrameSettingsTest, AlphaAndDistanceBandsAreChecked)
     EXPECT_FALSE(frame->enableCurFrameDistClr(true)) << "no bands yet";
 
     osg::ref_ptr<osg::Vec3Array> colours = new osg::Vec3Array(5);
-    EXPECT_FALSE(frame->cfgCurFrameDistClr(new osg::FloatArray(9), colours.get()));
+    osg::ref_ptr<osg::FloatArray> oddRanges = new osg::FloatArray(9);
+    osg::ref_ptr<osg::FloatArray> ranges = new osg::FloatArray(10);
+    EXPECT_FALSE(frame->cfgCurFrameDistClr(oddRanges.get(), colours.get()));
     EXPECT_FALSE(frame->cfgCurFrameDistClr(nullptr, colours.get()));
-    ASSERT_TRUE(frame->cfgCurFrameDistClr(new osg::FloatArray(10), colours.get()));
+    ASSERT_TRUE(frame->cfgCurFrameDistClr(ranges.get(), colours.get()));
     EXPECT_EQ(frame->segmentSize(), 5u);
     ASSERT_TRUE(frame->distanceTexture());
     EXPECT_EQ(frame->distanceTexture()->getImage()->s(), 16);

@@ -296,7 +296,7 @@ TEST_F(FacadeTest, ContentUpdatesReplaceArraysAndPrimitives)
     // showNode acts at the call.
     osg::ref_ptr<osg::Operation> op = facade()->showNode({mesh}, false);
     EXPECT_FALSE(static_cast<osg::Switch*>(mesh->getChild(0))->getValue(0));
-    facade()->showNode({mesh});
+    osg::ref_ptr<osg::Operation> shown = facade()->showNode({mesh});
     EXPECT_TRUE(static_cast<osg::Switch*>(mesh->getChild(0))->getValue(0));
 
     osg::ref_ptr<osg::Vec3Array> bigger = quad();
