@@ -109,8 +109,9 @@ int main(int argc, char** argv)
     parser.setApplicationDescription("Shows the liborvane canvas on a built-in scene.");
     parser.addHelpOption();
     QCommandLineOption grabOption("grab", "Render, save the window to <png> and quit.", "png");
-    QCommandLineOption offscreenOption("offscreen", "Render without a window (needs --out).");
-    QCommandLineOption outOption("out", "Where --offscreen writes its image.", "png");
+    QCommandLineOption offscreenOption("offscreen", "Render without a window, save and quit.");
+    QCommandLineOption outOption("out", "Where --offscreen writes its image.", "png",
+                                 "orvane_viewer.png");
     QCommandLineOption sizeOption("size", "Window size as WxH.", "WxH", "1024x768");
     QCommandLineOption pointsOption("scan-points", "Points of the simulated scan.", "n", "200000");
     QCommandLineOption patchOption("patch-points", "Points per patch.", "n", "5000");
@@ -137,10 +138,6 @@ int main(int argc, char** argv)
     if (size.size() != 2 || width <= 0 || height <= 0) {
         std::fprintf(stderr, "bad --size '%s', expected WxH\n",
                      qPrintable(parser.value(sizeOption)));
-        return 2;
-    }
-    if (parser.isSet(offscreenOption) && !parser.isSet(outOption)) {
-        std::fprintf(stderr, "--offscreen needs --out FILE.png\n");
         return 2;
     }
 

@@ -15,7 +15,7 @@ namespace {
 constexpr int kMaxCode = 4095;
 constexpr float kArcDegrees = 30.0f;
 
-bool parseLine(const QString& line, MarkerSpec& spec, QString& reason)
+bool parseLine(const QString& line, MarkerEntry& marker, QString& reason)
 {
     const QStringList fields = line.split(QRegExp("[\\s,]+"), Qt::SkipEmptyParts);
     if (fields.size() < 7 || fields.size() > 8) {
@@ -31,23 +31,23 @@ bool parseLine(const QString& line, MarkerSpec& spec, QString& reason)
             return false;
         }
     }
-    spec.position = osg::Vec3f(v[0], v[1], v[2]);
-    spec.normal = osg::Vec3f(v[3], v[4], v[5]);
-    spec.radius = v[6];
-    if (spec.normal.length() < 1e-6f) {
+    marker.position = osg::Vec3f(v[0], v[1], v[2]);
+    marker.normal = osg::Vec3f(v[3], v[4], v[5]);
+    marker.radius = v[6];
+    if (marker.normal.length() < 1e-6f) {
         reason = "the normal is zero";
         return false;
     }
-    spec.normal.normalize();
-    if (spec.radius <= 0.0f) {
+    marker.normal.normalize();
+    if (marker.radius <= 0.0f) {
         reason = QString("radius %1 is not positive").arg(fields[6]);
         return false;
     }
-    spec.code = -1;
+    marker.code = -1;
     if (fields.size() == 8) {
         bool ok = false;
-        spec.code = fields[7].toInt(&ok);
-        if (!ok || spec.code < 0 || spec.code > kMaxCode) {
+        marker.code = fields[7].toInt(&ok);
+        if (!ok || marker.code < 0 || marker.code > kMaxCode) {
             reason =
                 QString("code '%1' is not a whole number in 0..%2").arg(fields[7]).arg(kMaxCode);
             return false;
@@ -73,10 +73,10 @@ MarkerFile readMarkerFile(const QString& path)
         const QString line = in.readLine().trimmed();
         if (line.isEmpty() || line.startsWith('#'))
             continue;
-        MarkerSpec spec;
+        MarkerEntry marker;
         QString reason;
-        if (parseLine(line, spec, reason))
-            result.markers.push_back(spec);
+        if (parseLine(line, marker, reason))
+            result.markers.push_back(marker);
         else
             result.problems << QString("%1:%2: %3").arg(name).arg(number).arg(reason);
     }
@@ -98,29 +98,29 @@ std::vector<std::pair<float, float>> codeArcs(int code)
     return arcs;
 }
 
-osg::ref_ptr<osg::Group> buildMarkers(const std::vector<MarkerSpec>& markers)
+osg::ref_ptr<osg::Group> buildMarkers(const std::vector<MarkerEntry>& markers)
 {
     osg::ref_ptr<osg::Group> group = new osg::Group;
     group->setName("markers");
-    for (const MarkerSpec& spec : markers) {
+    for (const MarkerEntry& marker : markers) {
         osg::ref_ptr<osg::MatrixTransform> place = new osg::MatrixTransform;
-        if (spec.code < 0) {
+        if (marker.code < 0) {
             // The plain target turns its quad to the normal itself.
-            place->setMatrix(osg::Matrix::translate(spec.position));
+            place->setMatrix(osg::Matrix::translate(marker.position));
             MarkerParam param;
-            param.normal = spec.normal;
+            param.normal = marker.normal;
             param.frontExternalColor = osg::Vec4f(0.05f, 0.05f, 0.05f, 1.0f);
             param.backExternalColor = param.frontExternalColor;
-            param.radius = osg::Vec2f(spec.radius, spec.radius * 0.5f);
+            param.radius = osg::Vec2f(marker.radius, marker.radius * 0.5f);
             place->addChild(MarkerPoint::createMarkerPoint(param, true));
         } else {
             // The coded target lies in its local z = 0 plane.
-            place->setMatrix(osg::Matrix::rotate(osg::Vec3f(0, 0, 1), spec.normal) *
-                             osg::Matrix::translate(spec.position));
+            place->setMatrix(osg::Matrix::rotate(osg::Vec3f(0, 0, 1), marker.normal) *
+                             osg::Matrix::translate(marker.position));
             EcodedPointParam param;
-            param.radius = spec.radius;
-            param.fragments = codeArcs(spec.code);
-            param.text = std::to_string(spec.code);
+            param.radius = marker.radius;
+            param.fragments = codeArcs(marker.code);
+            param.text = std::to_string(marker.code);
             place->addChild(EcodedPoint::createEcodedPoint(param));
         }
         group->addChild(place);

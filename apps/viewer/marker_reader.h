@@ -8,7 +8,7 @@
 #include <vector>
 
 // One glued target as the marker file gives it; code -1 for a plain two-ring target.
-struct MarkerSpec {
+struct MarkerEntry {
     osg::Vec3f position;
     osg::Vec3f normal;
     float radius = 0.0f;
@@ -16,7 +16,7 @@ struct MarkerSpec {
 };
 
 struct MarkerFile {
-    std::vector<MarkerSpec> markers;
+    std::vector<MarkerEntry> markers;
     // One line per skipped line, "FILE:LINE: reason"; or the reason the file can't be read.
     QStringList problems;
     bool readable = false;
@@ -31,4 +31,4 @@ MarkerFile readMarkerFile(const QString& path);
 std::vector<std::pair<float, float>> codeArcs(int code);
 
 // The targets placed in the scene: discs on their normals, coded ones with their number.
-osg::ref_ptr<osg::Group> buildMarkers(const std::vector<MarkerSpec>& markers);
+osg::ref_ptr<osg::Group> buildMarkers(const std::vector<MarkerEntry>& markers);

@@ -84,8 +84,8 @@ TEST(MarkerCodeTest, BitsBecomeArcsAndNeighboursMerge)
 
 TEST(MarkerCodeTest, SceneHasOneTargetPerMarker)
 {
-    MarkerSpec plain{osg::Vec3f(1, 0, 0), osg::Vec3f(0, 0, 1), 0.5f, -1};
-    MarkerSpec coded{osg::Vec3f(0, 2, 0), osg::Vec3f(1, 0, 0), 0.5f, 5};
+    MarkerEntry plain{osg::Vec3f(1, 0, 0), osg::Vec3f(0, 0, 1), 0.5f, -1};
+    MarkerEntry coded{osg::Vec3f(0, 2, 0), osg::Vec3f(1, 0, 0), 0.5f, 5};
     osg::ref_ptr<osg::Group> group = buildMarkers({plain, coded});
     ASSERT_EQ(group->getNumChildren(), 2u);
     auto* second = dynamic_cast<osg::MatrixTransform*>(group->getChild(1));

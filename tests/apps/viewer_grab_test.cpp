@@ -20,9 +20,11 @@ namespace {
 constexpr int kViewerMs = 120000;
 
 // Runs the viewer with `arguments` and returns the image it wrote.
-QImage runViewer(const QStringList& arguments, const QString& png)
+QImage runViewer(const QStringList& arguments, const QString& png,
+                 const QString& workingDirectory = {})
 {
     QProcess viewer;
+    viewer.setWorkingDirectory(workingDirectory);
     viewer.start(ORVANE_VIEWER_PATH, arguments);
     EXPECT_TRUE(viewer.waitForFinished(kViewerMs));
     EXPECT_EQ(viewer.exitCode(), 0) << viewer.readAllStandardError().toStdString();
@@ -96,6 +98,13 @@ TEST(ViewerTest, OffscreenWritesTheSameSceneWithoutAWindow)
     QTemporaryDir dir;
     const QString png = dir.filePath("offscreen.png");
     expectBuiltinScene(runViewer({"--offscreen", "--size", "320x240", "--out", png}, png));
+}
+
+TEST(ViewerTest, OffscreenWithoutAPathWritesTheDefaultImageInTheWorkingDirectory)
+{
+    QTemporaryDir dir;
+    expectBuiltinScene(runViewer({"--offscreen", "--size", "320x240"},
+                                 dir.filePath("orvane_viewer.png"), dir.path()));
 }
 
 TEST(ViewerTest, TheWholeSceneIsSavedWhileTheCpuIsBusy)
