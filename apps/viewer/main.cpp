@@ -5,6 +5,7 @@
 #include "model_reader.h"
 #include "scan_simulator.h"
 #include "scene_wait.h"
+#include "undo_history.h"
 #include "viewer_keys.h"
 
 #include "camera_operations.h"
@@ -33,7 +34,8 @@ namespace {
 // The scene: the given models (the built-in mesh when there are none) and, when a scan plays,
 // the live cloud it fills.
 void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& models,
-              osg::ref_ptr<IncrePointGeometryApple> cloud, ScanSimulator* scan)
+              osg::ref_ptr<IncrePointGeometryApple> cloud, ScanSimulator* scan,
+              UndoHistory* history)
 {
     for (const osg::ref_ptr<osg::Node>& model : models)
         canvas->addOperation(new LambdaOperation([model](RenderInfo& info) {
@@ -46,7 +48,7 @@ void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& mo
             if (scan)
                 scan->start(info.canvas.get());
         }));
-    canvas->addOperation(new AddEventHandler(new ViewerKeys));
+    canvas->addOperation(new AddEventHandler(new ViewerKeys(history)));
     canvas->addOperation(new FitOperationAuto(nullptr, false));
 }
 
@@ -76,6 +78,7 @@ int runOffscreen(QGuiApplication& app, int width, int height, const QString& out
 {
     int code = 1;
     std::atomic<bool> handed{false};
+    UndoHistory history; // outlives the canvas, whose thread replays it
     Canvas3DOffscreenSurface surface(width, height, [&](osg::ref_ptr<osg::Image>& image) {
         if (handed || !image || !wait.frameDrawn())
             return;
@@ -91,7 +94,7 @@ int runOffscreen(QGuiApplication& app, int width, int height, const QString& out
     });
     CanvasBase* canvas = surface.getCanvasBase();
     canvas->addOperation(new ClearColorOperation(osg::Vec4f(0.125f, 0.141f, 0.173f, 1.0f)));
-    addScene(canvas, models, cloud, scan);
+    addScene(canvas, models, cloud, scan, &history);
     canvas->addOperation(wait.marker());
     exitOnTimeout(app, wait, timeoutSeconds);
     app.exec();
@@ -205,6 +208,7 @@ int main(int argc, char** argv)
     qmlRegisterType<Canvas3DItem>("Vorna.Orvane", 1, 0, "Canvas3DItem");
     // Outlives the window, whose render thread reads it.
     std::atomic<bool> grabbing{false};
+    UndoHistory history;
     QQmlApplicationEngine engine;
     engine.rootContext()->setContextProperty("viewerWidth", width);
     engine.rootContext()->setContextProperty("viewerHeight", height);
@@ -220,7 +224,7 @@ int main(int argc, char** argv)
         return 1;
     auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
     auto* canvas = window->findChild<Canvas3DItem*>("canvas");
-    addScene(canvas->getCanvasBase(), models, cloud, scan.get());
+    addScene(canvas->getCanvasBase(), models, cloud, scan.get(), &history);
 
     if (parser.isSet(grabOption)) {
         canvas->getCanvasBase()->addOperation(wait.marker());

@@ -1,4 +1,5 @@
 #include "viewer_keys.h"
+#include "undo_history.h"
 
 #include "camera_operations.h"
 #include "canvas3d_shadermanager.h"
@@ -40,6 +41,14 @@ bool ViewerKeys::handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAdapte
     if (!info || !info->canvas || !manipulator)
         return false;
     const int key = ea.getKey();
+    if (m_history && (key == 'z' || key == 'Z') &&
+        (ea.getModKeyMask() & osgGA::GUIEventAdapter::MODKEY_CTRL)) {
+        if (ea.getModKeyMask() & osgGA::GUIEventAdapter::MODKEY_SHIFT)
+            m_history->redo();
+        else
+            m_history->undo();
+        return true;
+    }
     // Letters outside the item's lower-case set arrive as upper-case Qt codes.
     if (key == 'F') {
         info->canvas->addOperation(new FitOperationAuto(view));
