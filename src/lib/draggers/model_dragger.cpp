@@ -51,11 +51,11 @@ ModelDragger::ModelDragger(bool lighting, bool manageNodeMasks, unsigned int con
     auto* screen = new osg::AutoTransform;
     screen->setAutoRotateMode(osg::AutoTransform::NO_ROTATION);
     screen->setAutoScaleToScreen(true);
-    screen->addCullCallback(new ModelDraggerParts::KeepScreenScale);
     auto* scale = new osg::MatrixTransform(osg::Matrix::scale(1.0, 1.0, 1.0));
     addChild(screen);
     screen->addChild(scale);
     scale->addChild(m_switch);
+    addCullCallback(new ModelDraggerParts::KeepScreenScale(screen));
 
     // Always on top, and never in the depth that picks rotate and zoom centres.
     osg::StateSet* ss = getOrCreateStateSet();
@@ -353,8 +353,9 @@ bool ModelDragger::handleInner(const osgGA::GUIEventAdapter& ea, osgGA::GUIActio
     case osgGA::GUIEventAdapter::PUSH: {
         _pointer.reset();
         osgUtil::LineSegmentIntersector::Intersections hits;
-        if (!view->computeIntersections(ea, hits, _intersectionMask))
+        if (!view->computeIntersections(ea, hits, _intersectionMask)) {
             break;
+        }
         for (const auto& hit : hits)
             _pointer.addIntersection(hit.nodePath, hit.getLocalIntersectPoint());
         // The handles are drawn over the models, so a handle behind a model still counts.

@@ -124,13 +124,13 @@ osg::BoundingSphere computeNodesBound(const std::vector<osg::ref_ptr<osg::Matrix
 
 void KeepScreenScale::operator()(osg::Node* node, osg::NodeVisitor* nv)
 {
-    auto* transform = dynamic_cast<osg::AutoTransform*>(node);
-    if (transform && nv && nv->asCullStack()) {
+    // Asked from the parent's frame: inside the transform the scale is already applied.
+    if (m_transform.valid() && nv && nv->asCullStack()) {
         osg::Matrix matrix;
-        transform->computeLocalToWorldMatrix(matrix, nv);
+        m_transform->computeLocalToWorldMatrix(matrix, nv);
         const osg::Vec3d scale = matrix.getScale();
-        if (scale != transform->getScale())
-            transform->setScale(scale);
+        if (scale != m_transform->getScale())
+            m_transform->setScale(scale);
     }
     traverse(node, nv);
 }

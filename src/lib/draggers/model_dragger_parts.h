@@ -3,7 +3,9 @@
 #include <osg/BoundingSphere>
 #include <osg/Geometry>
 #include <osg/MatrixTransform>
+#include <osg/AutoTransform>
 #include <osg/NodeCallback>
+#include <osg/observer_ptr>
 #include <osg/Program>
 #include <osg/Vec4f>
 #include <vector>
@@ -32,10 +34,15 @@ osg::BoundingSphere computeNodesBound(const std::vector<osg::ref_ptr<osg::Matrix
 
 // Keeps the screen scale that an osg::AutoTransform computes while culling, so that picking
 // and dragging, which ask the transform outside a cull, see the handles where they are drawn.
+// A cull callback of the transform's parent.
 class KeepScreenScale : public osg::NodeCallback
 {
 public:
+    explicit KeepScreenScale(osg::AutoTransform* transform) : m_transform(transform) {}
     void operator()(osg::Node* node, osg::NodeVisitor* nv) override;
+
+private:
+    osg::observer_ptr<osg::AutoTransform> m_transform;
 };
 
 } // namespace ModelDraggerParts
