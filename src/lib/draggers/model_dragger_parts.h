@@ -1,13 +1,13 @@
 #pragma once
 
+#include <osg/AutoTransform>
 #include <osg/BoundingSphere>
 #include <osg/Geometry>
 #include <osg/MatrixTransform>
-#include <osg/AutoTransform>
 #include <osg/NodeCallback>
-#include <osg/observer_ptr>
 #include <osg/Program>
 #include <osg/Vec4f>
+#include <osg/observer_ptr>
 #include <vector>
 
 namespace Vorna {
