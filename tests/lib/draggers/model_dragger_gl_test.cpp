@@ -337,7 +337,7 @@ TEST_F(ModelDraggerTest, TheGizmoKeepsItsSizeOnScreenWhenTheCameraZooms)
     frames();
     runMiddle(m_last, centre(), QPointF(1, 0), red, 300, &farEnd);
     const double farUnit = pixelsPerUnit();
-    // The models shrink to about half...
+    // The models shrink to about half (pixel positions are whole pixels)...
     EXPECT_NEAR(farUnit / nearUnit, 0.5, 0.05);
     // ...the arrow does not: its end found to a pixel either way.
     ASSERT_GT(nearEnd, 100.0);
@@ -368,6 +368,7 @@ TEST_F(ModelDraggerTest, FitsAndBoundsIgnoreTheGizmo)
     EXPECT_TRUE(noCentreMessage);
     EXPECT_EQ(withGizmo.center(), without.center());
     EXPECT_EQ(withGizmo.radius(), without.radius());
+    // The valid bound is gathered in single precision.
     EXPECT_NEAR((valid.center() - without.center()).length(), 0.0, 1e-5);
     EXPECT_NEAR(valid.radius(), without.radius(), 1e-5);
 
@@ -397,6 +398,7 @@ TEST_F(ModelDraggerTest, TheDepthThatPicksRotateCentresNeverSeesTheGizmo)
     // Over the ball the depth is the ball's surface; over nothing it is the far plane.
     osg::Vec3d onBall;
     depthAt(overBall, &onBall);
+    // The ball is faceted (16 rings) and the depth is 24 bits.
     EXPECT_NEAR((onBall - osg::Vec3d(1, 0, 0)).length(), 0.5, 0.02)
         << onBall.x() << ", " << onBall.y() << ", " << onBall.z();
     EXPECT_FLOAT_EQ(depthAt(overNothing), 1.0f);
@@ -462,7 +464,9 @@ TEST_F(ModelDraggerTest, EnableRulesAndConnectionFailures)
         // Centred on the model, turned by the pose.
         EXPECT_NEAR((dragger->getMatrix().getTrans() - osg::Vec3d(2, 0, 0)).length(), 0.0, 1e-9);
         EXPECT_NEAR(dragger->getRotate().asVec4()[2], std::sin(osg::PI_4), 1e-9);
+        osgManipulator::Dragger* built = dragger->rotDragger(0);
         EXPECT_TRUE(dragger->enable(true, osg::Matrixd()));
+        EXPECT_EQ(dragger->rotDragger(0), built) << "enabling twice builds nothing";
         EXPECT_TRUE(dragger->enable(false, osg::Matrixd()));
         EXPECT_EQ(a->getNodeMask(), 0x3u);
         EXPECT_EQ(dragger->getNodeMask(), ~0u);
@@ -475,6 +479,45 @@ TEST_F(ModelDraggerTest, EnableRulesAndConnectionFailures)
     EXPECT_EQ(log.count("connectMt failed, already have mt connected"), 1);
     EXPECT_EQ(log.count("enable failed, getDraggerCallbacks().empty()"), 2);
     EXPECT_EQ(log.count("already enable("), 1);
+}
+
+TEST_F(ModelDraggerTest, OneModelIsReportedByItsMatrixFromThePressOn)
+{
+    m_left = ball(osg::Vec3d(0, 0.5, 0), 0.5f);
+    m_dragger = new ModelDragger(false, false, 0, 0);
+    osg::ref_ptr<ModelDragger> dragger = m_dragger;
+    osg::ref_ptr<osg::MatrixTransform> left = m_left;
+    ASSERT_TRUE(m_window->run(nullptr, [&](RenderInfo& info) {
+        ViewMgr::getModel(info.mainView())->addChild(left.get());
+        ViewMgr::getModel(info.mainView())->addChild(dragger.get());
+        EXPECT_TRUE(dragger->connectMt(left));
+        EXPECT_TRUE(dragger->enable(true, osg::Matrixd()));
+    }));
+    ASSERT_TRUE(m_window->lookAt(osg::Vec3d(0, 0, 10), osg::Vec3d(), osg::Vec3d(0, 1, 0)));
+    frames();
+    std::mutex mutex;
+    std::vector<osg::Matrix> single;
+    int many = 0;
+    QObject::connect(m_dragger.get(), qOverload<osg::Matrix>(&ModelDragger::matrixChanged),
+                     [&](osg::Matrix m) {
+                         std::lock_guard<std::mutex> lock(mutex);
+                         single.push_back(m);
+                     });
+    QObject::connect(m_dragger.get(), qOverload<ModelMatrixs>(&ModelDragger::matrixChanged),
+                     [&](ModelMatrixs) { ++many; });
+    // A click on the y arrow beyond the arcs, without motion.
+    const QColor green = toColor(m_dragger->transColors().rest(1));
+    const QPointF c = m_window->pixelOf(osg::Vec3d(0, 0.5, 0));
+    const double up = runMiddle(m_last, c, QPointF(0, -1), green);
+    ASSERT_GT(up, 0.0) << "no green arrow above the centre";
+    const QPoint at = (c + QPointF(0, -up)).toPoint();
+    drag({at});
+    std::lock_guard<std::mutex> lock(mutex);
+    // The press and the release, both with the matrix as it was.
+    ASSERT_EQ(single.size(), 2u);
+    EXPECT_EQ(single[0], osg::Matrix::translate(0, 0.5, 0));
+    EXPECT_EQ(single[1], osg::Matrix::translate(0, 0.5, 0));
+    EXPECT_EQ(many, 0);
 }
 
 class ModelAdjustDraggerTest : public ModelDraggerTest
@@ -533,6 +576,7 @@ TEST_F(ModelAdjustDraggerTest, TheBarsSlideAndTheRingsTurnTheConnectedModel)
     EXPECT_EQ(diffuseOf(bar), m_adjust->transColors().picked(0));
     drag({end, end + QPoint(10, 0), end + QPoint(20, 0), end + QPoint(30, 0)});
     const osg::Vec3d moved = matrixOf(m_left).getTrans();
+    // Within a pixel of rounding of the pointer.
     EXPECT_NEAR(moved.x(), 30.0 / k, 1.0 / k);
     EXPECT_NEAR(moved.y(), 0.0, 1e-9);
 
@@ -548,8 +592,9 @@ TEST_F(ModelAdjustDraggerTest, TheBarsSlideAndTheRingsTurnTheConnectedModel)
     }
     drag(path);
     const osg::Matrix turned = matrixOf(m_left);
+    // Whole-pixel pointer positions on a ring of about 80 pixels.
     EXPECT_NEAR(angleOfZ(turned), osg::DegreesToRadians(30.0), osg::DegreesToRadians(2.0));
-    // Turned about its own centre, which stays.
+    // Turned about its own centre, which stays (the turn is computed in single precision).
     EXPECT_NEAR((turned.getTrans() - moved).length(), 0.0, 1e-6);
 
     // Off every handle, the last one goes back to its colour.
