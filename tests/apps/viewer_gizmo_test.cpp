@@ -142,7 +142,7 @@ TEST_F(ViewerGizmoTest, GShowsTheGizmoAnArrowDragMovesTheModelsAndCtrlZUndoesIt)
     EXPECT_EQ(m_gizmo->modelDragger(), nullptr);
 }
 
-TEST_F(ViewerGizmoTest, JSwapsInTheAdjustDraggerAroundTheModels)
+TEST_F(ViewerGizmoTest, JSwapsInTheAdjustDraggerWhoseDragsAreUndoneByCtrlZ)
 {
     key('G');
     ASSERT_NE(m_gizmo->modelDragger(), nullptr);
@@ -152,6 +152,29 @@ TEST_F(ViewerGizmoTest, JSwapsInTheAdjustDraggerAroundTheModels)
     EXPECT_TRUE(m_gizmo->adjustDragger()->isEnabled());
     // Centred on both balls.
     EXPECT_NEAR(m_gizmo->adjustDragger()->getMatrix().getTrans().length(), 0.0, 1e-6);
+
+    // A drag of the x bar's end is one undo step too.
+    const double reach = m_gizmo->adjustDragger()->bound().radius() * 1.5;
+    frames();
+    const QPoint start = m_window->pixelOf(osg::Vec3d(reach, 0, 0));
+    QQuickWindow* window = m_window->window();
+    QTest::mouseMove(window, start);
+    frames(1);
+    QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, start);
+    frames(1);
+    QTest::mouseMove(window, start + QPoint(0, -20));
+    frames(1);
+    QTest::mouseMove(window, start + QPoint(25, -20));
+    frames(1);
+    QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, start + QPoint(25, -20));
+    frames();
+    const osg::Vec3d moved = matrixOf(m_transform).getTrans() - osg::Vec3d(1, 0, 0);
+    EXPECT_GT(moved.x(), 0.2);
+    EXPECT_NEAR(moved.y(), 0.0, 1e-9) << "a bar slides along its axis only";
+    EXPECT_EQ(m_history.undoCount(), 1u);
+    key('z', osgGA::GUIEventAdapter::MODKEY_CTRL);
+    EXPECT_NEAR((matrixOf(m_transform).getTrans() - osg::Vec3d(1, 0, 0)).length(), 0.0, 1e-12);
+
     key('J');
     EXPECT_EQ(m_gizmo->adjustDragger(), nullptr);
 }
