@@ -263,6 +263,7 @@ osg::Node* ModelDragger::createLine(const osg::Vec4f& color)
     mesh.addCone(osg::Vec3f(0, 0, s - head * 0.25f), osg::Vec3f(0, 0, s + head * 0.75f), 3.0f * w,
                  36);
     osg::Geometry* geometry = mesh.build();
+    // The handle program draws the dragger's material; the array serves readers of the scene.
     osg::ref_ptr<osg::Vec4Array> colors = new osg::Vec4Array(1, &color);
     geometry->setColorArray(colors.get(), osg::Array::BIND_OVERALL);
     auto* geode = new osg::Geode;
@@ -353,9 +354,8 @@ bool ModelDragger::handleInner(const osgGA::GUIEventAdapter& ea, osgGA::GUIActio
     case osgGA::GUIEventAdapter::PUSH: {
         _pointer.reset();
         osgUtil::LineSegmentIntersector::Intersections hits;
-        if (!view->computeIntersections(ea, hits, _intersectionMask)) {
+        if (!view->computeIntersections(ea, hits, _intersectionMask))
             break;
-        }
         for (const auto& hit : hits)
             _pointer.addIntersection(hit.nodePath, hit.getLocalIntersectPoint());
         // The handles are drawn over the models, so a handle behind a model still counts.
