@@ -87,9 +87,10 @@ osg::Geometry* ringGeometry(float radius, float tube)
 ArrowNode::ArrowNode(float length, const osg::Vec4f& color)
 {
     const float shaft = 0.7f * length;
-    addDrawable(shape(new osg::Cylinder(osg::Vec3(0, 0, shaft * 0.5f), 0.06f * length, shaft)));
+    addDrawable(shape(new osg::Cylinder(osg::Vec3(0, 0, shaft * 0.5f), 0.08f * length, shaft)));
+    // A cone's centre lies a quarter of its height above its base.
     addDrawable(shape(
-        new osg::Cone(osg::Vec3(0, 0, shaft + 0.075f * length), 0.15f * length, 0.3f * length)));
+        new osg::Cone(osg::Vec3(0, 0, shaft + 0.075f * length), 0.25f * length, 0.3f * length)));
     setUniformColor(this, color);
 }
 
@@ -158,7 +159,7 @@ osg::Vec3d CylinderRadiusDragger::directionVector() const
 void CylinderRadiusDragger::setupDefaultGeometry()
 {
     removeChildren(0, getNumChildren());
-    const float size = m_d ? 0.3f * std::max(m_d->m_radius, m_d->m_height * 0.5f) : 0.3f;
+    const float size = m_d ? 0.5f * std::max(m_d->m_radius, m_d->m_height * 0.5f) : 0.5f;
     auto* turn =
         new osg::MatrixTransform(osg::Matrix::rotate(osg::Vec3d(0, 0, 1), directionVector()));
     turn->addChild(new ArrowNode(size, osg::Vec4f(0.9f, 0.5f, 0.1f, 1.0f)));
@@ -193,7 +194,7 @@ CylinderHeightDragger::CylinderHeightDragger(float minHeight, Direction directio
 void CylinderHeightDragger::setupDefaultGeometry()
 {
     removeChildren(0, getNumChildren());
-    const float size = m_d ? 0.3f * std::max(m_d->m_radius, m_d->m_height * 0.5f) : 0.3f;
+    const float size = m_d ? 0.5f * std::max(m_d->m_radius, m_d->m_height * 0.5f) : 0.5f;
     addChild(new ArrowNode(size, osg::Vec4f(0.2f, 0.8f, 0.3f, 1.0f)));
 }
 
