@@ -186,10 +186,19 @@ osg::MatrixTransform* doubleArrow(double r, const osg::Vec4f& color)
     return both;
 }
 
+// The rotation of a matrix that may carry a scale: the disc is often scaled to its model.
+osg::Quat rotationOf(const osg::Matrixd& m)
+{
+    osg::Vec3d translation, scale;
+    osg::Quat rotation, scaleOrientation;
+    m.decompose(translation, rotation, scale, scaleOrientation);
+    return rotation;
+}
+
 osg::Quat worldRotation(const osg::Node& node)
 {
     const osg::MatrixList worlds = node.getWorldMatrices();
-    return worlds.empty() ? osg::Quat() : worlds.front().getRotate();
+    return worlds.empty() ? osg::Quat() : rotationOf(worlds.front());
 }
 
 osg::Matrixd firstWorldMatrix(const osg::Node& node)
@@ -547,7 +556,7 @@ void AngleRangeConstraint::computeRange() const
         return;
     const osg::Matrixd world = firstWorldMatrix(*disc);
     const osg::Vec3d c = world.getTrans();
-    const osg::Quat q = world.getRotate();
+    const osg::Quat q = rotationOf(world);
     const osg::Vec3d n = q * osg::Vec3d(0, 0, 1);
     const int index = disc->getCurrentHandleDragger();
     osg::Vec3d a(0, 0, -1);
@@ -580,7 +589,7 @@ bool AngleRangeConstraint::constrain(osgManipulator::Rotate3DCommand& command) c
     if (command.getStage() == osgManipulator::MotionCommand::START) {
         computeLocalToWorldAndWorldToLocal();
         computeRange();
-        m_startRotation = getLocalToWorld().getRotate();
+        m_startRotation = rotationOf(getLocalToWorld());
         return true;
     }
     if (command.getStage() == osgManipulator::MotionCommand::FINISH)
@@ -589,7 +598,7 @@ bool AngleRangeConstraint::constrain(osgManipulator::Rotate3DCommand& command) c
     const osg::Matrixd moved = L * command.getWorldToLocal() * command.getMotionMatrix() *
                                command.getLocalToWorld() * getWorldToLocal() * L;
     // The turn since the press, signed by its axis against the rim's.
-    const osg::Quat turn = moved.getRotate() * m_startRotation.inverse();
+    const osg::Quat turn = rotationOf(moved) * m_startRotation.inverse();
     double angle = 0.0;
     osg::Vec3d axis;
     turn.getRotate(angle, axis);
@@ -631,7 +640,7 @@ bool CutConstraint::constrain(osgManipulator::Rotate3DCommand& command) const
                                  command.getLocalToWorld() * getWorldToLocal() * L *
                                  osg::Matrixd::inverse(firstWorldMatrix(*m_model));
     const osg::Vec3d p = inModel.getTrans();
-    osg::Vec3d n = inModel.getRotate() * osg::Vec3d(0, 0, 1);
+    osg::Vec3d n = rotationOf(inModel) * osg::Vec3d(0, 0, 1);
     n.normalize();
     const osg::Vec3Array* vertices = firstVertices(m_model.get());
     if (vertices && !vertices->empty()) {
