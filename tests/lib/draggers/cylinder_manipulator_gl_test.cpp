@@ -139,6 +139,24 @@ TEST_F(CylinderManipulatorTest, TheSideArrowChangesTheRadiusDownToItsMinimum)
     EXPECT_EQ(m_changes.load(), 3);
 }
 
+TEST_F(CylinderManipulatorTest, ADragThatEndsAtTheSameRadiusRebuildsNothing)
+{
+    const QPoint handle = probe(kRadius + 0.8f * kArrow, kBase.y() + kHeight / 2).pixel;
+    QQuickWindow* window = m_canvas.window().window();
+    QTest::mouseMove(window, handle);
+    frames(1);
+    const int before = builds();
+    // Out and back within one frame: the body is looked at only once, at the same radius.
+    QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, handle);
+    QTest::mouseMove(window, handle + QPoint(15, 0));
+    QTest::mouseMove(window, handle);
+    QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, handle);
+    frames(2);
+    EXPECT_EQ(cylinder().radius, kRadius);
+    EXPECT_EQ(m_changes.load(), 2);
+    EXPECT_EQ(builds(), before);
+}
+
 TEST_F(CylinderManipulatorTest, TheTopArrowChangesTheHeightDownToItsMinimum)
 {
     const QPoint handle = probe(0.0f, kBase.y() + kHeight + 0.8f * kArrow).pixel;
