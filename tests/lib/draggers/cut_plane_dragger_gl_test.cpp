@@ -1,14 +1,21 @@
 // The cut disc on a live canvas: mouse drags through the view push and turn it as its
 // constraints allow, and its parts show their colours at rest and under the pointer.
+#include "canvas3d_drawable.h"
+#include "canvas3d_shadermanager.h"
 #include "canvas3d_view.h"
 #include "cut_plane_dragger.h"
 #include "fixed_camera_canvas.h"
+#include "gl_functions.h"
 #include "gl_test_support.h"
 #include "orvane_operations.h"
+#include "render_info.h"
 
+#include <QOpenGLFunctions_4_1_Core>
 #include <QTest>
 #include <atomic>
+#include <climits>
 #include <cmath>
+#include <cstring>
 #include <gtest/gtest.h>
 
 using namespace Vorna::Orvane;
@@ -403,6 +410,76 @@ TEST_F(CutPlaneDraggerPixelTest, DiscAndRingAtRestAndUnderThePointer)
     image = frames();
     expect(onRing, solid(m_disc->normalColor()), kTolerance, "ring after");
     EXPECT_EQ(arrowPixels(image, m_disc->normalColor()), 0);
+}
+
+} // namespace
+
+namespace {
+
+float asFloat(int bits)
+{
+    float f;
+    std::memcpy(&f, &bits, sizeof f);
+    return f;
+}
+
+// The cut program writes the distances and the count into the bound buffer as it draws.
+TEST_F(CutPlaneDraggerTest, TheCutProgramFillsTheStorageBuffer)
+{
+    // Two triangles facing the eye across the plane x = 0: behind it at distances 1, 0.5, 0.5,
+    // in front at 0.25, 0.75, 0.75.
+    osg::ref_ptr<osg::Vec3Array> v = new osg::Vec3Array;
+    for (const osg::Vec3& p :
+         {osg::Vec3(-1, 0, 0), osg::Vec3(-0.5f, -1, 0), osg::Vec3(-0.5f, 1, 0),
+          osg::Vec3(0.25f, 0, 0), osg::Vec3(0.75f, -1, 0), osg::Vec3(0.75f, 1, 0)})
+        v->push_back(p);
+    osg::ref_ptr<osg::Vec3Array> n = new osg::Vec3Array;
+    n->assign(6, osg::Vec3(0, 0, 1));
+    osg::ref_ptr<osg::Vec3Array> c = new osg::Vec3Array;
+    c->assign(6, osg::Vec3(0.5f, 0.5f, 0.5f));
+    osg::ref_ptr<osg::MatrixTransform> mesh = Mesh::create(v.get(), n.get(), c.get());
+    osg::StateSet* ss = mesh->getOrCreateStateSet();
+    ss->setAttributeAndModes(ShaderManager::instance()->getShader(g_cutMeshDynamicLightProgramStr));
+    ss->addUniform(new osg::Uniform("direction", osg::Vec3f(1, 0, 0)));
+    ss->addUniform(new osg::Uniform("center", osg::Vec3f(0, 0, 0)));
+    ss->addUniform(new osg::Uniform("useCutInfo", true));
+    class FindGeometry : public osg::NodeVisitor
+    {
+    public:
+        FindGeometry() : osg::NodeVisitor(TRAVERSE_ALL_CHILDREN) {}
+        void apply(osg::Geometry& g) override { found = &g; }
+        osg::ref_ptr<osg::Geometry> found;
+    } find;
+    mesh->accept(find);
+    ASSERT_TRUE(find.found.valid());
+    osg::ref_ptr<EnableCutSSBOOperation> enable = new EnableCutSSBOOperation(find.found, true);
+    ASSERT_TRUE(m_canvas.window().run(enable.get(), [mesh](RenderInfo& info) {
+        ViewMgr::getModel(info.mainView())->addChild(mesh.get());
+    }));
+    frames();
+
+    std::vector<int> info(EnableCutSSBOOperation::m_numSSBO, -7);
+    m_canvas.onRenderThread([&](RenderInfo& render) {
+        const unsigned int context =
+            render.masterCamera()->getGraphicsContext()->getState()->getContextID();
+        osg::GLBufferObject* gl = enable->buffer()->getOrCreateGLBufferObject(context);
+        QOpenGLFunctions_4_1_Core* f = currentGlFunctions();
+        if (!gl || !f)
+            return;
+        f->glBindBuffer(GL_COPY_READ_BUFFER, gl->getGLObjectID());
+        f->glGetBufferSubData(GL_COPY_READ_BUFFER, 0, GLsizeiptr(info.size() * sizeof(int)),
+                              info.data());
+        f->glBindBuffer(GL_COPY_READ_BUFFER, 0);
+    });
+    // Behind: the largest and smallest distance; in front: the smallest and largest.
+    EXPECT_EQ(asFloat(info[0]), 1.0f);
+    EXPECT_EQ(asFloat(info[1]), 0.5f);
+    EXPECT_EQ(asFloat(info[2]), 0.25f);
+    EXPECT_EQ(asFloat(info[3]), 0.75f);
+    // Three vertices behind in every frame drawn so far.
+    EXPECT_GE(info[4], 3);
+    EXPECT_EQ(info[4] % 3, 0);
+    EXPECT_EQ(info[5], 0);
 }
 
 } // namespace
