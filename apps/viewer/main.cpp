@@ -7,6 +7,7 @@
 #include "scene_wait.h"
 #include "undo_history.h"
 #include "viewer_cut_disc.h"
+#include "viewer_cylinder.h"
 #include "viewer_keys.h"
 
 #include "camera_operations.h"
@@ -51,6 +52,7 @@ void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& mo
         }));
     canvas->addOperation(new AddEventHandler(new ViewerKeys(history)));
     canvas->addOperation(new AddEventHandler(new ViewerCutDisc));
+    canvas->addOperation(new AddEventHandler(new ViewerCylinder));
     canvas->addOperation(new FitOperationAuto(nullptr, false));
 }
 
@@ -218,7 +220,7 @@ int main(int argc, char** argv)
         builtin ? QString("built-in scene: torus") : QString("%1 file(s) open").arg(models.size());
     engine.rootContext()->setContextProperty(
         "viewerStatus",
-        shown + "    F fit, 2-7 views, O ortho/persp, M material, C cut disc, type orvdbg: debug panel" +
+        shown + "    F fit, 2-7 views, O ortho/persp, M material, C cut disc, Y cylinder, type orvdbg: debug panel" +
             (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
     engine.rootContext()->setContextProperty("scan", scan.get());
     engine.load(QUrl("qrc:/viewer/main.qml"));
