@@ -149,6 +149,8 @@ public:
     CylinderManipulatorPrivate(CylinderManipulator* owner, osgViewer::View* view,
                                const osg::Vec3f& center, const osg::Vec3f& axis, float radius,
                                float height, const osg::Vec4f& color);
+    // The nodes may outlive this record in the client's scene: they stop looking at it.
+    ~CylinderManipulatorPrivate();
 
     void createStructure();
     void createGeometries();

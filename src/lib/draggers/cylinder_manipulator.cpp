@@ -92,6 +92,16 @@ CylinderManipulatorPrivate::CylinderManipulatorPrivate(CylinderManipulator* owne
                       osg::Matrix::translate(center));
 }
 
+CylinderManipulatorPrivate::~CylinderManipulatorPrivate()
+{
+    m_radiusDragger->setPrivate(nullptr);
+    m_heightDragger->setPrivate(nullptr);
+    while (osg::Callback* callback = m_geode->getUpdateCallback())
+        m_geode->removeUpdateCallback(callback);
+    while (osg::Callback* callback = m_translateDragger->getUpdateCallback())
+        m_translateDragger->removeUpdateCallback(callback);
+}
+
 void CylinderManipulatorPrivate::createStructure()
 {
     m_root = new osg::MatrixTransform;

@@ -53,7 +53,8 @@ protected:
     void TearDown() override
     {
         m_canvas.onRenderThread([this](RenderInfo& info) {
-            ViewMgr::getModel(info.mainView())->removeChildren(0, 1000);
+            osg::Group* model = ViewMgr::getModel(info.mainView());
+            model->removeChildren(0, model->getNumChildren());
             m_manipulator.reset();
         });
         m_canvas.close();
@@ -155,6 +156,20 @@ TEST_F(CylinderManipulatorTest, ADragThatEndsAtTheSameRadiusRebuildsNothing)
     EXPECT_EQ(cylinder().radius, kRadius);
     EXPECT_EQ(m_changes.load(), 2);
     EXPECT_EQ(builds(), before);
+}
+
+TEST_F(CylinderManipulatorTest, NodesLeftInTheSceneOutliveTheManipulator)
+{
+    m_canvas.onRenderThread([this](RenderInfo&) { m_manipulator.reset(); });
+    frames();
+    // A drag on what is left of the side arrow finds nothing to change, and nothing breaks.
+    const QPoint handle = probe(kRadius + 0.8f * kArrow, kBase.y() + kHeight / 2).pixel;
+    QQuickWindow* window = m_canvas.window().window();
+    QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, handle);
+    QTest::mouseMove(window, handle + QPoint(10, 0));
+    QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, handle + QPoint(10, 0));
+    frames();
+    EXPECT_EQ(m_changes.load(), 0);
 }
 
 TEST_F(CylinderManipulatorTest, TheTopArrowChangesTheHeightDownToItsMinimum)
