@@ -219,9 +219,10 @@ int main(int argc, char** argv)
     const QString shown =
         builtin ? QString("built-in scene: torus") : QString("%1 file(s) open").arg(models.size());
     engine.rootContext()->setContextProperty(
-        "viewerStatus",
-        shown + "    F fit, 2-7 views, O ortho/persp, M material, C cut disc, Y cylinder, type orvdbg: debug panel" +
-            (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
+        "viewerStatus", shown +
+                            "    F fit, 2-7 views, O ortho/persp, M material, C cut disc, Y "
+                            "cylinder, type orvdbg: debug panel" +
+                            (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
     engine.rootContext()->setContextProperty("scan", scan.get());
     engine.load(QUrl("qrc:/viewer/main.qml"));
     if (engine.rootObjects().isEmpty())

@@ -47,7 +47,14 @@ class CollectGeometries : public osg::NodeVisitor
 {
 public:
     CollectGeometries() : osg::NodeVisitor(TRAVERSE_ALL_CHILDREN) {}
-    void apply(osg::Geometry& geometry) override { found.push_back(&geometry); }
+    // Surfaces only: the cut program needs normals; point clouds and raw drawables keep theirs.
+    void apply(osg::Geometry& geometry) override
+    {
+        // The library's own meshes carry their arrays in attribute slots 0 and 1.
+        if ((geometry.getVertexArray() || geometry.getVertexAttribArray(0)) &&
+            (geometry.getNormalArray() || geometry.getVertexAttribArray(1)))
+            found.push_back(&geometry);
+    }
     std::vector<osg::ref_ptr<osg::Geometry>> found;
 };
 
@@ -91,8 +98,15 @@ void ViewerCutDisc::place(osg::Group* models)
 {
     if (!models)
         return;
+    // Aids (gizmos, other draggers) say they take no part in bounds; they are not cut either.
+    auto isAid = [](osg::Node* node) {
+        bool valid = true;
+        return node->getUserValue("valid_bounding_sphere", valid) && !valid;
+    };
     osg::ComputeBoundsVisitor bounds;
-    models->accept(bounds);
+    for (unsigned int i = 0; i < models->getNumChildren(); ++i)
+        if (!isAid(models->getChild(i)))
+            models->getChild(i)->accept(bounds);
     const osg::BoundingBox box = bounds.getBoundingBox();
     if (!box.valid())
         return;
@@ -100,6 +114,12 @@ void ViewerCutDisc::place(osg::Group* models)
     osg::MatrixTransform* firstModel = nullptr;
     for (unsigned int i = 0; i < models->getNumChildren(); ++i) {
         osg::Node* node = models->getChild(i);
+        if (isAid(node))
+            continue;
+        CollectGeometries geometries;
+        node->accept(geometries);
+        if (geometries.found.empty())
+            continue;
         CutModel model;
         model.node = node;
         osg::StateSet* ss = node->getOrCreateStateSet();
@@ -115,8 +135,6 @@ void ViewerCutDisc::place(osg::Group* models)
         for (osg::Uniform* uniform :
              {m_center.get(), m_direction.get(), m_selectIndex.get(), m_useCutInfo.get()})
             ss->addUniform(uniform);
-        CollectGeometries geometries;
-        node->accept(geometries);
         for (const osg::ref_ptr<osg::Geometry>& geometry : geometries.found) {
             osg::ref_ptr<EnableCutSSBOOperation> enable =
                 new EnableCutSSBOOperation(geometry, true);

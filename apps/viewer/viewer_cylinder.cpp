@@ -37,7 +37,12 @@ bool ViewerCylinder::handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAd
             return;
         }
         osg::ComputeBoundsVisitor bounds;
-        models->accept(bounds);
+        for (unsigned int i = 0; i < models->getNumChildren(); ++i) {
+            bool valid = true;
+            // Aids take no part in bounds.
+            if (!models->getChild(i)->getUserValue("valid_bounding_sphere", valid) || valid)
+                models->getChild(i)->accept(bounds);
+        }
         const osg::BoundingBox box = bounds.getBoundingBox();
         if (!box.valid())
             return;

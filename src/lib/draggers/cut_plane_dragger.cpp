@@ -216,8 +216,11 @@ const osg::Vec3Array* firstVertices(osg::Node* node)
         Finder() : osg::NodeVisitor(TRAVERSE_ALL_CHILDREN) {}
         void apply(osg::Geometry& geometry) override
         {
+            // The mesh factory keeps positions in attribute slot 0.
             if (!found)
-                found = dynamic_cast<const osg::Vec3Array*>(geometry.getVertexArray());
+                found = dynamic_cast<const osg::Vec3Array*>(geometry.getVertexArray()
+                                                                ? geometry.getVertexArray()
+                                                                : geometry.getVertexAttribArray(0));
         }
         void apply(osg::Node& node) override
         {

@@ -1,4 +1,5 @@
 // The cut disc's storage buffer operation and its constraints on commands built by hand.
+#include "canvas3d_drawable.h"
 #include "cut_plane_dragger.h"
 
 #include <climits>
@@ -137,6 +138,27 @@ TEST(CutConstraint, ATurnThatLeavesTheModelKeepsTheLastGoodRotation)
     command->setStage(osgManipulator::MotionCommand::MOVE);
     command->setRotation(small);
     command->accept(*clear);
+    EXPECT_EQ(command->getRotation(), osg::Quat());
+}
+
+TEST(CutConstraint, ReadsThePositionsOfTheLibrarysOwnMeshes)
+{
+    // The mesh factory keeps positions in attribute slot 0, not in the vertex array.
+    osg::ref_ptr<osg::Vec3Array> v = new osg::Vec3Array;
+    for (const osg::Vec3& p :
+         {osg::Vec3(0, 0.5f, 0.3f), osg::Vec3(0.5f, 0.5f, -0.1f), osg::Vec3(-0.5f, 1, 0.2f)})
+        v->push_back(p);
+    osg::ref_ptr<osg::Vec3Array> n = new osg::Vec3Array;
+    n->assign(3, osg::Vec3(0, 0, 1));
+    osg::ref_ptr<osg::MatrixTransform> model = Mesh::create(v.get(), n.get(), n.get());
+    Disc disc;
+    osg::ref_ptr<CutConstraint> cut = new CutConstraint(*disc.node, model.get(), true);
+    osg::ref_ptr<osgManipulator::Rotate3DCommand> command = new osgManipulator::Rotate3DCommand;
+    command->setStage(osgManipulator::MotionCommand::START);
+    command->accept(*cut);
+    command->setStage(osgManipulator::MotionCommand::MOVE);
+    command->setRotation(osg::Quat(osg::PI_2, osg::Vec3d(1, 0, 0)));
+    command->accept(*cut);
     EXPECT_EQ(command->getRotation(), osg::Quat());
 }
 
