@@ -6,6 +6,8 @@
 #include "scan_simulator.h"
 #include "scene_wait.h"
 #include "undo_history.h"
+#include "viewer_cut_disc.h"
+#include "viewer_cylinder.h"
 #include "viewer_gizmo.h"
 #include "viewer_keys.h"
 
@@ -51,6 +53,8 @@ void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& mo
         }));
     canvas->addOperation(new AddEventHandler(new ViewerKeys(history)));
     canvas->addOperation(new AddEventHandler(new ViewerGizmo(models, history)));
+    canvas->addOperation(new AddEventHandler(new ViewerCutDisc));
+    canvas->addOperation(new AddEventHandler(new ViewerCylinder));
     canvas->addOperation(new FitOperationAuto(nullptr, false));
 }
 
@@ -62,6 +66,27 @@ void exitOnTimeout(QGuiApplication& app, const SceneWait& wait, int seconds)
                      qPrintable(wait.waitingFor()));
         app.exit(1);
     });
+}
+
+// The help line: every key the viewer answers, a few to a line.
+QString keyHelp()
+{
+    static const char* const keys[] = {"F fit",
+                                       "2-7 views",
+                                       "O ortho/persp",
+                                       "M material",
+                                       "G gizmo",
+                                       "J adjust rings",
+                                       "C cut disc",
+                                       "Y cylinder",
+                                       "Ctrl+Z undo",
+                                       "Ctrl+Shift+Z redo",
+                                       "type orvdbg: debug panel"};
+    QString help;
+    int n = 0;
+    for (const char* key : keys)
+        help += QString(n == 0 ? "" : (n % 6 == 0 ? "\n" : ", ")) + key, ++n;
+    return help;
 }
 
 bool saveImage(const QImage& image, const QString& path)
@@ -218,10 +243,7 @@ int main(int argc, char** argv)
         builtin ? QString("built-in scene: torus") : QString("%1 file(s) open").arg(models.size());
     engine.rootContext()->setContextProperty(
         "viewerStatus",
-        shown +
-            "    F fit, 2-7 views, O ortho/persp, M material, G gizmo, J adjust rings, type "
-            "orvdbg: debug panel" +
-            (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
+        shown + "\n" + keyHelp() + (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
     engine.rootContext()->setContextProperty("scan", scan.get());
     engine.load(QUrl("qrc:/viewer/main.qml"));
     if (engine.rootObjects().isEmpty())
