@@ -1,0 +1,31 @@
+#pragma once
+
+// What the FXAA and denoise rectangles share: the quad, and drawing it over a copy of the
+// canvas's colour texture. Render thread.
+#include <GL/gl.h>
+#include <osg/Geode>
+#include <osg/Geometry>
+#include <osg/Program>
+#include <osg/RenderInfo>
+#include <osg/Texture2D>
+
+namespace Vorna {
+namespace Orvane {
+namespace ScreenPass {
+
+// A clip-space quad with `program`, sampler "tex" on unit 0, always passing depth without
+// writing it, blending on, no bounds and no culling.
+osg::ref_ptr<osg::Geometry> createRect(osg::Program* program);
+
+// The colour texture of the canvas that drew `renderInfo`, or 0 with a log line: a missing view,
+// viewer or RenderInfo, or a multisampled framebuffer, whose texture can't be sampled.
+GLuint fboTexture(osg::RenderInfo& renderInfo);
+
+// Steps of a draw callback: checks, binds the framebuffer's colour (copied first, so that the
+// pass never samples what it draws into), draws, and puts the old binding back.
+void drawOverFramebuffer(osg::RenderInfo& renderInfo, const osg::Drawable* drawable, GLuint texture,
+                         osg::ref_ptr<osg::Texture2D>& copy, const char* failedLine);
+
+} // namespace ScreenPass
+} // namespace Orvane
+} // namespace Vorna
