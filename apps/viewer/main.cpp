@@ -6,6 +6,7 @@
 #include "scan_simulator.h"
 #include "scene_wait.h"
 #include "undo_history.h"
+#include "viewer_effects.h"
 #include "viewer_keys.h"
 
 #include "camera_operations.h"
@@ -49,6 +50,7 @@ void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& mo
                 scan->start(info.canvas.get());
         }));
     canvas->addOperation(new AddEventHandler(new ViewerKeys(history)));
+    canvas->addOperation(new AddEventHandler(new ViewerEffects));
     canvas->addOperation(new FitOperationAuto(nullptr, false));
 }
 
@@ -215,9 +217,10 @@ int main(int argc, char** argv)
     const QString shown =
         builtin ? QString("built-in scene: torus") : QString("%1 file(s) open").arg(models.size());
     engine.rootContext()->setContextProperty(
-        "viewerStatus",
-        shown + "    F fit, 2-7 views, O ortho/persp, M material, type orvdbg: debug panel" +
-            (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
+        "viewerStatus", shown +
+                            "    F fit, 2-7 views, O ortho/persp, M material, H shadows, P PBR, A "
+                            "FXAA, N denoise, type orvdbg: debug panel" +
+                            (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
     engine.rootContext()->setContextProperty("scan", scan.get());
     engine.load(QUrl("qrc:/viewer/main.qml"));
     if (engine.rootObjects().isEmpty())
