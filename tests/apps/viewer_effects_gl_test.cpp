@@ -220,4 +220,52 @@ TEST_F(ViewerEffectsTest, ShadowMaskMarksNodesAgainstTheModelsOverride)
     EXPECT_TRUE(OrvaneTest::near(masked.pixelColor(inShadow), plain.pixelColor(inShadow), 1));
 }
 
+TEST_F(ViewerEffectsTest, KeysToggleTheEffects)
+{
+    m_canvas.draw(scene().get());
+    osg::ref_ptr<ViewerEffects> keys = new ViewerEffects;
+    osgViewer::View* view = nullptr;
+    EXPECT_TRUE(m_canvas.onRenderThread([&](RenderInfo& info) { view = info.mainView(); }));
+    ASSERT_NE(view, nullptr);
+    // The handler only reads the view's record and queues the toggle, as from the event
+    // traversal; here it runs on the test's thread, outside the operation being drained.
+    auto press = [&](int key) {
+        osg::ref_ptr<osgGA::GUIEventAdapter> event = new osgGA::GUIEventAdapter;
+        event->setEventType(osgGA::GUIEventAdapter::KEYDOWN);
+        event->setKey(key);
+        const bool taken = keys->handle(*event, *view);
+        // The toggle runs as an operation of its own, before this one.
+        EXPECT_TRUE(m_canvas.onRenderThread([](RenderInfo&) {}));
+        return taken;
+    };
+    // H, N, and O arrive lower-case from the item, A and P upper-case.
+    EXPECT_TRUE(press('h'));
+    EXPECT_EQ(children("shadow"), 1);
+    EXPECT_TRUE(press('A'));
+    EXPECT_EQ(children("fxaa_rect"), 1);
+    EXPECT_TRUE(press('n'));
+    EXPECT_EQ(children("denoise_rect"), 1);
+    EXPECT_TRUE(press('h'));
+    EXPECT_EQ(children("shadow"), 0);
+    EXPECT_TRUE(press('A'));
+    EXPECT_EQ(children("fxaa_rect"), 0);
+    EXPECT_FALSE(press('x'));
+}
+
+TEST_F(ViewerEffectsTest, MaterialKeyDrawsTheModelsWithThePhysicallyBasedProgram)
+{
+    const QImage plain =
+        m_canvas.draw(scene().get()).copy(0, 0, CanvasWindow::kCanvasWidth, CanvasWindow::kHeight);
+    ASSERT_TRUE(toggle([](osgViewer::View* view) { return ViewerEffects::togglePbr(view); }));
+    const QImage pbr = frame();
+    // The default base colour is the mesh blue (0.05, 0.695, 1.0), lit from the eye.
+    const QColor wall = pbr.pixelColor(probe(-1.2f, 1.2f).pixel);
+    EXPECT_GT(wall.blue(), wall.red() + 100) << OrvaneTest::describe(wall);
+    EXPECT_NE(wall, plain.pixelColor(probe(-1.2f, 1.2f).pixel));
+    EXPECT_FALSE(toggle([](osgViewer::View* view) { return ViewerEffects::togglePbr(view); }));
+    const QImage back = frame();
+    EXPECT_EQ(back.pixelColor(probe(-1.2f, 1.2f).pixel),
+              plain.pixelColor(probe(-1.2f, 1.2f).pixel));
+}
+
 } // namespace
