@@ -72,8 +72,9 @@ struct ShadowCompositeCallback : public osg::Drawable::DrawCallback {
     void drawImplementation(osg::RenderInfo& renderInfo,
                             const osg::Drawable* drawable) const override
     {
-        ScreenPass::drawOverFramebuffer(renderInfo, drawable, ScreenPass::fboTexture(renderInfo),
-                                        m_copy, "draw shadow node failed");
+        ScreenPass::drawOverFramebuffer(
+            renderInfo, drawable, [&] { return ScreenPass::fboTexture(renderInfo); }, m_copy,
+            "draw shadow node failed");
     }
     mutable osg::ref_ptr<osg::Texture2D> m_copy;
 };

@@ -88,8 +88,9 @@ osg::ref_ptr<osg::Geode> DenoiseTool::createScreenDenoiseNode()
 void DenoiseTool::DenoiseNodeDrawCallback::drawImplementation(osg::RenderInfo& renderInfo,
                                                               const osg::Drawable* drawable) const
 {
-    ScreenPass::drawOverFramebuffer(renderInfo, drawable, getFboTexture(renderInfo), m_copy,
-                                    "draw denoise node failed");
+    ScreenPass::drawOverFramebuffer(
+        renderInfo, drawable, [&] { return getFboTexture(renderInfo); }, m_copy,
+        "draw denoise node failed");
 }
 
 GLuint DenoiseTool::DenoiseNodeDrawCallback::getFboTexture(osg::RenderInfo& renderInfo) const

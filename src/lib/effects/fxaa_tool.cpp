@@ -179,8 +179,9 @@ osg::ref_ptr<osg::Geode> FXAATool::createFXAANode()
 void FxAANodeDrawCallback::drawImplementation(osg::RenderInfo& renderInfo,
                                               const osg::Drawable* drawable) const
 {
-    Vorna::Orvane::ScreenPass::drawOverFramebuffer(renderInfo, drawable, getFboTexture(renderInfo),
-                                                   m_copy, "draw fxaa node failed");
+    Vorna::Orvane::ScreenPass::drawOverFramebuffer(
+        renderInfo, drawable, [&] { return getFboTexture(renderInfo); }, m_copy,
+        "draw fxaa node failed");
 }
 
 GLuint FxAANodeDrawCallback::getFboTexture(osg::RenderInfo& renderInfo) const

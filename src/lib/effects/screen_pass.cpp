@@ -75,7 +75,8 @@ GLuint fboTexture(osg::RenderInfo& renderInfo)
     return info->FBO->texture();
 }
 
-void drawOverFramebuffer(osg::RenderInfo& renderInfo, const osg::Drawable* drawable, GLuint texture,
+void drawOverFramebuffer(osg::RenderInfo& renderInfo, const osg::Drawable* drawable,
+                         const std::function<GLuint()>& fboColour,
                          osg::ref_ptr<osg::Texture2D>& copy, const char* failedLine)
 {
     QOpenGLFunctions_4_1_Core* gl = currentGlFunctions();
@@ -83,6 +84,7 @@ void drawOverFramebuffer(osg::RenderInfo& renderInfo, const osg::Drawable* drawa
         qCWarning(orvane) << "QOpenGLFunc not support in fxaanode";
         return;
     }
+    const GLuint texture = fboColour();
     if (texture == 0) {
         qCWarning(orvane) << "can't find fbo's color texture";
         return;

@@ -3,6 +3,7 @@
 // What the FXAA and denoise rectangles share: the quad, and drawing it over a copy of the
 // canvas's colour texture. Render thread.
 #include <GL/gl.h>
+#include <functional>
 #include <osg/Geode>
 #include <osg/Geometry>
 #include <osg/Program>
@@ -21,10 +22,12 @@ osg::ref_ptr<osg::Geometry> createRect(osg::Program* program);
 // viewer or RenderInfo, or a multisampled framebuffer, whose texture can't be sampled.
 GLuint fboTexture(osg::RenderInfo& renderInfo);
 
-// Steps of a draw callback: checks, binds the framebuffer's colour (copied first, so that the
-// pass never samples what it draws into), draws, and puts the old binding back.
-void drawOverFramebuffer(osg::RenderInfo& renderInfo, const osg::Drawable* drawable, GLuint texture,
-                         osg::ref_ptr<osg::Texture2D>& copy, const char* failedLine);
+// Steps of a draw callback: takes the function table, then the framebuffer's colour from
+// `texture`, binds it (copied first, so that the pass never samples what it draws into), draws,
+// and puts the old binding back.
+void drawOverFramebuffer(osg::RenderInfo& renderInfo, const osg::Drawable* drawable,
+                         const std::function<GLuint()>& texture, osg::ref_ptr<osg::Texture2D>& copy,
+                         const char* failedLine);
 
 } // namespace ScreenPass
 } // namespace Orvane
