@@ -8,6 +8,7 @@
 #include "undo_history.h"
 #include "viewer_cut_disc.h"
 #include "viewer_cylinder.h"
+#include "viewer_effects.h"
 #include "viewer_gizmo.h"
 #include "viewer_keys.h"
 
@@ -55,6 +56,7 @@ void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& mo
     canvas->addOperation(new AddEventHandler(new ViewerGizmo(models, history)));
     canvas->addOperation(new AddEventHandler(new ViewerCutDisc));
     canvas->addOperation(new AddEventHandler(new ViewerCylinder));
+    canvas->addOperation(new AddEventHandler(new ViewerEffects));
     canvas->addOperation(new FitOperationAuto(nullptr, false));
 }
 

@@ -650,6 +650,49 @@ void OrvaneSingleton::setScanState(bool state, osgViewer::View* mainView)
     SceneFlags::setScanState(state);
 }
 
+void OrvaneSingleton::setShadowMask(osg::ref_ptr<osg::Group> nodes)
+{
+    setShadowMask(nodes, true);
+}
+
+void OrvaneSingleton::setShadowMask(osg::ref_ptr<osg::Group> nodes, bool bEnableMask)
+{
+    if (!m_canvas.valid())
+        return;
+    m_canvas->addOperation(lambda([nodes, bEnableMask](RenderInfo& info) {
+        if (osg::Group* model = ViewMgr::getModel(info.mainView()))
+            model->getOrCreateStateSet()->addUniform(
+                new osg::Uniform("bEnableShadow", !bEnableMask),
+                osg::StateAttribute::ON | osg::StateAttribute::OVERRIDE);
+        if (!nodes)
+            return;
+        // Protected, so that the model's override doesn't reach these children.
+        for (unsigned int i = 0; i < nodes->getNumChildren(); ++i)
+            nodes->getChild(i)->getOrCreateStateSet()->addUniform(
+                new osg::Uniform("bEnableShadow", bEnableMask),
+                osg::StateAttribute::ON | osg::StateAttribute::PROTECTED);
+    }));
+}
+
+void OrvaneSingleton::enableShadow(CanvasBase* canvas, bool enable, bool)
+{
+    if (!canvas)
+        return;
+    canvas->addOperation(lambda([enable](RenderInfo& info) {
+        if (enable)
+            return;
+        osg::Group* other = ViewMgr::getOther(info.mainView());
+        if (!other)
+            return;
+        for (unsigned int i = 0; i < other->getNumChildren(); ++i) {
+            if (other->getChild(i)->getName() == "shadow") {
+                other->removeChild(i);
+                return;
+            }
+        }
+    }));
+}
+
 void OrvaneSingleton::updateScanStateNoOpe()
 {
     updateScanStateNoOpe(false);

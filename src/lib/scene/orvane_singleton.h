@@ -155,6 +155,13 @@ public:
     Q_INVOKABLE void framing(Vorna::Orvane::CanvasBase* canvas, osgViewer::View* view, float time);
     Q_INVOKABLE bool addShader(const std::string& shaderName,
                                const std::map<osg::Shader::Type, QByteArray>& sources);
+    // Marks `nodes` as taking shadow (or not, with bEnableMask false) against the rest of the
+    // model, on the façade's canvas; the mark is protected from the model's override.
+    Q_INVOKABLE void setShadowMask(osg::ref_ptr<osg::Group> nodes);
+    Q_INVOKABLE void setShadowMask(osg::ref_ptr<osg::Group> nodes, bool bEnableMask);
+    // Disabling removes the main view's child of the other-nodes group named "shadow";
+    // enabling leaves the scene as it is, since a client builds and adds that rig.
+    Q_INVOKABLE void enableShadow(Vorna::Orvane::CanvasBase* canvas, bool enable, bool wait);
     Q_INVOKABLE void updateScanStateNoOpe();
     Q_INVOKABLE void updateScanStateNoOpe(bool state);
     Q_INVOKABLE bool getScanState() const;

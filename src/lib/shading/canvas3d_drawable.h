@@ -124,6 +124,17 @@ public:
                                                      osg::Image* image2nd, osg::Image* image3rd,
                                                      osg::DrawElementsUInt* primitive = nullptr);
 
+    // Transform, geode and geometry for the "pbr_bsdf" program: arrays both classic and on
+    // slots 0, 1 and 3. A vertex whose x is exactly 0.0 is dropped from all three arrays, with a
+    // debug line; faces aren't renumbered for that.
+    static osg::ref_ptr<osg::MatrixTransform>
+    createPBRTexMesh(osg::Vec3Array* vertices, osg::Vec3Array* normals, osg::Vec2Array* texCoords);
+    // Faces, when given, are drawn as one strip of their indices in turn. A colour image goes to
+    // unit 0 ("colorMap"), a normal image to unit 1 ("normalMap").
+    static osg::ref_ptr<osg::MatrixTransform>
+    createPBRTexMesh(osg::Vec3Array* vertices, osg::Vec3Array* normals, osg::Vec2Array* texCoords,
+                     osg::Vec3iArray* faces, osg::Image* colorImage, osg::Image* normalImage);
+
     static unsigned int update(osg::MatrixTransform* transform, osg::Array* vertices,
                                osg::Array* normals, osg::Array* colors)
     {

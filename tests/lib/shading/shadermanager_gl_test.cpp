@@ -377,12 +377,10 @@ TEST_F(GLTest, EveryTableRowWithItsResourcesLinks)
     const auto table = manager.fileTable();
     ASSERT_FALSE(table.empty());
 
-    // Mesh rows that may lack files: "meshcolor_material" by design, and the transparency, PBR
-    // and shadow programs, which come with their effects.
+    // Mesh rows that may lack files: "meshcolor_material" by design, and the transparency
+    // programs, which come with their effect.
     const std::set<std::string> meshRowsWrittenElsewhere = {
-        "meshcolor_material", "trans_mesh",  "trans_texturemesh", "mboit_pass1",
-        "oit_second_pass",    "pbr_bsdf",    "pbr_ssss",          "ssss_mask",
-        "shadow_shadowmap",   "shadow_PCSS", "shadow_shadowmask", "shadow_rect"};
+        "meshcolor_material", "trans_mesh", "trans_texturemesh", "mboit_pass1", "oit_second_pass"};
 
     std::vector<std::string> missing;
     std::vector<std::string> notGlsl;
