@@ -7,6 +7,7 @@
 #include "scene_wait.h"
 #include "undo_history.h"
 #include "viewer_keys.h"
+#include "viewer_transparent.h"
 
 #include "camera_operations.h"
 #include "canvas3d_item.h"
@@ -49,6 +50,7 @@ void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& mo
                 scan->start(info.canvas.get());
         }));
     canvas->addOperation(new AddEventHandler(new ViewerKeys(history)));
+    canvas->addOperation(new AddEventHandler(new ViewerTransparency));
     canvas->addOperation(new FitOperationAuto(nullptr, false));
 }
 
@@ -216,7 +218,9 @@ int main(int argc, char** argv)
         builtin ? QString("built-in scene: torus") : QString("%1 file(s) open").arg(models.size());
     engine.rootContext()->setContextProperty(
         "viewerStatus",
-        shown + "    F fit, 2-7 views, O ortho/persp, M material, type orvdbg: debug panel" +
+        shown +
+            "    F fit, 2-7 views, O ortho/persp, M material, T see-through ([ ] opacity), "
+            "type orvdbg: debug panel" +
             (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
     engine.rootContext()->setContextProperty("scan", scan.get());
     engine.load(QUrl("qrc:/viewer/main.qml"));
