@@ -11,6 +11,7 @@
 #include "viewer_effects.h"
 #include "viewer_gizmo.h"
 #include "viewer_keys.h"
+#include "viewer_transparent.h"
 
 #include "camera_operations.h"
 #include "canvas3d_item.h"
@@ -57,6 +58,7 @@ void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& mo
     canvas->addOperation(new AddEventHandler(new ViewerCutDisc));
     canvas->addOperation(new AddEventHandler(new ViewerCylinder));
     canvas->addOperation(new AddEventHandler(new ViewerEffects));
+    canvas->addOperation(new AddEventHandler(new ViewerTransparency));
     canvas->addOperation(new FitOperationAuto(nullptr, false));
 }
 

@@ -75,10 +75,13 @@ void DebugInterface::setLightParam(float ambFactor, float diffFactor, float spec
 
 void DebugInterface::enableTransparent(bool enable)
 {
-    // The transparency pass is not part of the scene yet: say so and change nothing.
-    post("enableTransparent", [enable](RenderInfo&) {
-        qCWarning(orvane) << "enableTransparent" << enable << ": no transparency pass";
-    });
+    CanvasBase* canvas = OrvaneSingleton::instance()->getCanvas();
+    if (!canvas) {
+        qCWarning(orvane) << "enableTransparent"
+                          << ": no canvas to render debug";
+        return;
+    }
+    canvas->addOperation(OrvaneSingleton::instance()->enableTransparent(nullptr, enable));
 }
 
 void DebugInterface::setAlpha(float alpha)

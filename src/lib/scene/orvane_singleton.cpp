@@ -7,6 +7,7 @@
 #include "hide_view.h"
 #include "orvane_log.h"
 #include "orvane_operations.h"
+#include "orvane_transparent.h"
 #include "render_info.h"
 #include "scene_flags.h"
 #include "space_mouse_mgr.h"
@@ -196,6 +197,21 @@ osg::Operation* OrvaneSingleton::addTransGroup(RefGroup group, osgViewer::View* 
     return lambda([group, held](RenderInfo& info) {
         if (osgViewer::View* target = viewFor(held.get(), info))
             ViewMgr::getTransModel(target)->addChild(group.get());
+    });
+}
+
+osg::Operation* OrvaneSingleton::enableTransparent(osg::ref_ptr<osgViewer::View> view, bool enable)
+{
+    return lambda([view, enable](RenderInfo& info) {
+        osgViewer::View* target = viewFor(view.get(), info);
+        if (!target)
+            return;
+        // A second enable would nest a rig in the rig; a disable without one would take the
+        // model group for it.
+        if (enable && !TransparentMgr::install(info, target))
+            qCDebug(orvane) << "transparency already enabled";
+        else if (!enable && !TransparentMgr::uninstall(target))
+            qCDebug(orvane) << "transparency isn't enabled";
     });
 }
 

@@ -76,6 +76,9 @@ public:
                                             Vorna::Orvane::RefNode node,
                                             bool detachFromOriginParents, bool detachOnlyView);
     Q_INVOKABLE osg::Operation* removeNode(Vorna::Orvane::NodeList nodes);
+    // Draws the view's transparent model group see-through over the rest of its scene, or
+    // puts the scene back as it was.
+    Q_INVOKABLE osg::Operation* enableTransparent(osg::ref_ptr<osgViewer::View> view, bool enable);
     Q_INVOKABLE osg::Operation* addRenderFinishedCallback(osgViewer::View* view);
     Q_INVOKABLE osg::Operation* removeRenderFinishedCallback(osgViewer::View* view);
 

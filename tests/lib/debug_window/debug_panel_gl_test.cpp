@@ -318,13 +318,11 @@ TEST_F(DebugPanelTest, TargetsThatDoNotExistYetLogAndLeaveThePictureAlone)
     RenderDebug::DebugInterface dbg;
     dbg.setPBRBrightness(2.0f, 0);
     dbg.setMetallic(1.0f, 3);
-    dbg.enableTransparent(true);
     dbg.enableViewDatum(true);
     const QColor after = afterFrames().pixelColor(at.pixel);
     EXPECT_TRUE(log.contains("setPBRBrightness"));
     EXPECT_TRUE(log.contains("setMetallic"));
     EXPECT_EQ(log.count("There is no pbr mesh loaded!!"), 2);
-    EXPECT_TRUE(log.contains("enableTransparent"));
     EXPECT_TRUE(log.contains("enableViewDatum"));
     EXPECT_EQ(after, before);
 }
