@@ -7,6 +7,7 @@
 #include "scene_wait.h"
 #include "undo_history.h"
 #include "viewer_keys.h"
+#include "viewer_selection.h"
 
 #include "camera_operations.h"
 #include "canvas3d_item.h"
@@ -209,6 +210,7 @@ int main(int argc, char** argv)
     // Outlives the window, whose render thread reads it.
     std::atomic<bool> grabbing{false};
     UndoHistory history;
+    ViewerSelection selection(&history); // outlives the window, as the history does
     QQmlApplicationEngine engine;
     engine.rootContext()->setContextProperty("viewerWidth", width);
     engine.rootContext()->setContextProperty("viewerHeight", height);
@@ -216,15 +218,19 @@ int main(int argc, char** argv)
         builtin ? QString("built-in scene: torus") : QString("%1 file(s) open").arg(models.size());
     engine.rootContext()->setContextProperty(
         "viewerStatus",
-        shown + "    F fit, 2-7 views, O ortho/persp, M material, type orvdbg: debug panel" +
+        shown +
+            "    F fit, 2-7 views, O ortho/persp, M material, type orvdbg: debug panel\n"
+            "Shift+drag select (Ctrl: through), Del delete, Esc clear, Ctrl+Z undo" +
             (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
     engine.rootContext()->setContextProperty("scan", scan.get());
+    engine.rootContext()->setContextProperty("selection", &selection);
     engine.load(QUrl("qrc:/viewer/main.qml"));
     if (engine.rootObjects().isEmpty())
         return 1;
     auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
     auto* canvas = window->findChild<Canvas3DItem*>("canvas");
     addScene(canvas->getCanvasBase(), models, cloud, scan.get(), &history);
+    selection.install(canvas->getCanvasBase());
 
     if (parser.isSet(grabOption)) {
         canvas->getCanvasBase()->addOperation(wait.marker());
