@@ -1,5 +1,5 @@
 // The draw tools driven by osgGA events on a view with a 400 x 300 viewport: the protocol, the
-// signals and their order, modifier masks, radius limits, and the line tool.
+// recorded and their order, modifier masks, radius limits, and the line tool.
 #include "customize_manipulator.h"
 #include "drawline.h"
 #include "drawselect.h"
@@ -76,15 +76,15 @@ protected:
         return manipulator->handle(*ea, *view);
     }
 
-    // Records the object's signals in the order they come.
+    // Records the object's recorded in the order they come.
     void record(DrawObject* object)
     {
-        QObject::connect(object, &DrawObject::entered, [this] { signals << "entered"; });
-        QObject::connect(object, &DrawObject::exited, [this] { signals << "exited"; });
-        QObject::connect(object, &DrawObject::started, [this] { signals << "started"; });
-        QObject::connect(object, &DrawObject::updated, [this] { signals << "updated"; });
-        QObject::connect(object, &DrawObject::canceled, [this] { signals << "canceled"; });
-        QObject::connect(object, &DrawObject::finished, [this] { signals << "finished"; });
+        QObject::connect(object, &DrawObject::entered, [this] { recorded << "entered"; });
+        QObject::connect(object, &DrawObject::exited, [this] { recorded << "exited"; });
+        QObject::connect(object, &DrawObject::started, [this] { recorded << "started"; });
+        QObject::connect(object, &DrawObject::updated, [this] { recorded << "updated"; });
+        QObject::connect(object, &DrawObject::canceled, [this] { recorded << "canceled"; });
+        QObject::connect(object, &DrawObject::finished, [this] { recorded << "finished"; });
     }
 
     template <typename T> T* use(T* object)
@@ -97,7 +97,7 @@ protected:
     osg::ref_ptr<osgViewer::View> view;
     osg::ref_ptr<osg::Group> overlay;
     std::unique_ptr<DrawManipulator> manipulator;
-    QStringList signals;
+    QStringList recorded;
 };
 
 std::vector<osg::Vec2f> points(DrawObject* object)
@@ -126,7 +126,7 @@ TEST_F(DrawFixture, RectangleStrokeSignalsInOrderAndFinishesWhileTheFigureExists
     // Without Shift the drag belongs to the camera.
     EXPECT_FALSE(send(GA::PUSH, 50, 60, GA::LEFT_MOUSE_BUTTON));
     EXPECT_FALSE(send(GA::RELEASE, 50, 60));
-    EXPECT_TRUE(signals.isEmpty());
+    EXPECT_TRUE(recorded.isEmpty());
 
     send(GA::MOVE, 50, 60, 0, GA::MODKEY_LEFT_SHIFT);
     EXPECT_TRUE(manipulator->isDrawMode());
@@ -138,7 +138,7 @@ TEST_F(DrawFixture, RectangleStrokeSignalsInOrderAndFinishesWhileTheFigureExists
     EXPECT_EQ(overlay->getNumChildren(), 1u);
     EXPECT_TRUE(send(GA::RELEASE, 150, 160, 0, GA::MODKEY_LEFT_SHIFT));
 
-    EXPECT_EQ(signals, (QStringList{"entered", "started", "updated", "finished"}));
+    EXPECT_EQ(recorded, (QStringList{"entered", "started", "updated", "finished"}));
     EXPECT_EQ(pointsAtFinish, 4u);
     EXPECT_EQ(childrenAtFinish, 1u);
     EXPECT_EQ(overlay->getNumChildren(), 0u) << "the figure goes once the finish is out";
@@ -147,7 +147,7 @@ TEST_F(DrawFixture, RectangleStrokeSignalsInOrderAndFinishesWhileTheFigureExists
     // Letting Shift go leaves draw mode.
     send(GA::MOVE, 10, 10);
     EXPECT_FALSE(manipulator->isDrawMode());
-    EXPECT_EQ(signals.last(), "exited");
+    EXPECT_EQ(recorded.last(), "exited");
 }
 
 TEST_F(DrawFixture, LeftAndRightTogetherCancelTheFigure)
@@ -159,12 +159,12 @@ TEST_F(DrawFixture, LeftAndRightTogetherCancelTheFigure)
     EXPECT_EQ(points(lasso).size(), 3u);
     EXPECT_TRUE(send(GA::PUSH, 20, 30, GA::LEFT_MOUSE_BUTTON | GA::RIGHT_MOUSE_BUTTON));
     EXPECT_FALSE(manipulator->isDrawing());
-    EXPECT_EQ(signals.last(), "canceled");
-    EXPECT_FALSE(signals.contains("finished"));
+    EXPECT_EQ(recorded.last(), "canceled");
+    EXPECT_FALSE(recorded.contains("finished"));
     EXPECT_EQ(overlay->getNumChildren(), 0u);
     // Releasing both buttons afterwards finishes nothing.
     EXPECT_FALSE(send(GA::RELEASE, 20, 30));
-    EXPECT_FALSE(signals.contains("finished"));
+    EXPECT_FALSE(recorded.contains("finished"));
 }
 
 TEST_F(DrawFixture, AltLeavesDrawModeAndMasksAreChecked)
@@ -187,7 +187,7 @@ TEST_F(DrawFixture, AltLeavesDrawModeAndMasksAreChecked)
     send(GA::DRAG, 40, 10, GA::LEFT_MOUSE_BUTTON, GA::MODKEY_LEFT_SHIFT | GA::MODKEY_LEFT_ALT);
     EXPECT_FALSE(manipulator->isDrawMode());
     EXPECT_FALSE(manipulator->isDrawing());
-    EXPECT_EQ(signals.last(), "exited");
+    EXPECT_EQ(recorded.last(), "exited");
     EXPECT_EQ(overlay->getNumChildren(), 0u);
 }
 
@@ -217,7 +217,7 @@ TEST_F(DrawFixture, DisabledOrEmptyManipulatorTakesNothing)
     auto* lasso = use(new DrawLasso(overlay.get()));
     send(GA::PUSH, 10, 10, GA::LEFT_MOUSE_BUTTON);
     manipulator->setEnable(false);
-    EXPECT_EQ(signals.last(), "exited");
+    EXPECT_EQ(recorded.last(), "exited");
     EXPECT_FALSE(manipulator->isDrawing());
     EXPECT_FALSE(send(GA::DRAG, 20, 20, GA::LEFT_MOUSE_BUTTON));
     EXPECT_EQ(points(lasso).size(), 0u);
@@ -256,14 +256,14 @@ TEST_F(DrawFixture, PointFinishesUnderFourPixelsAndLeavesEventsToTheCamera)
     EXPECT_FALSE(send(GA::PUSH, 100, 100, GA::LEFT_MOUSE_BUTTON));
     EXPECT_FALSE(send(GA::DRAG, 103.9f, 100, GA::LEFT_MOUSE_BUTTON));
     EXPECT_FALSE(send(GA::RELEASE, 103.9f, 100));
-    EXPECT_EQ(signals.last(), "finished");
+    EXPECT_EQ(recorded.last(), "finished");
 
-    signals.clear();
+    recorded.clear();
     send(GA::PUSH, 100, 100, GA::LEFT_MOUSE_BUTTON);
     send(GA::DRAG, 100, 104.0f, GA::LEFT_MOUSE_BUTTON);
     send(GA::RELEASE, 100, 104.0f);
-    EXPECT_EQ(signals.last(), "canceled");
-    EXPECT_FALSE(signals.contains("finished"));
+    EXPECT_EQ(recorded.last(), "canceled");
+    EXPECT_FALSE(recorded.contains("finished"));
 }
 
 TEST_F(DrawFixture, PolygonGrowsByClicksAndEndsOnADoubleClick)
@@ -277,8 +277,8 @@ TEST_F(DrawFixture, PolygonGrowsByClicksAndEndsOnADoubleClick)
     EXPECT_EQ(points(polygon).back(), osg::Vec2f(50, 12)) << "the rubber band follows";
     send(GA::DOUBLECLICK, 50, 12, GA::LEFT_MOUSE_BUTTON);
     send(GA::RELEASE, 50, 12);
-    EXPECT_FALSE(signals.contains("finished"));
-    EXPECT_EQ(signals.count("started"), 1);
+    EXPECT_FALSE(recorded.contains("finished"));
+    EXPECT_EQ(recorded.count("started"), 1);
 
     // Further corners, then a double click on the last.
     send(GA::PUSH, 50, 12, GA::LEFT_MOUSE_BUTTON);
@@ -286,12 +286,12 @@ TEST_F(DrawFixture, PolygonGrowsByClicksAndEndsOnADoubleClick)
     send(GA::MOVE, 40, 60);
     send(GA::PUSH, 40, 60, GA::LEFT_MOUSE_BUTTON);
     send(GA::RELEASE, 40, 60);
-    EXPECT_EQ(signals.count("started"), 1) << "later corners start nothing new";
+    EXPECT_EQ(recorded.count("started"), 1) << "later corners start nothing new";
     std::vector<osg::Vec2f> atFinish;
     QObject::connect(polygon, &DrawObject::finished, [&] { atFinish = points(polygon); });
     send(GA::DOUBLECLICK, 40, 60, GA::LEFT_MOUSE_BUTTON);
     send(GA::RELEASE, 40, 60);
-    EXPECT_EQ(signals.last(), "finished");
+    EXPECT_EQ(recorded.last(), "finished");
     ASSERT_GE(atFinish.size(), 3u);
     EXPECT_EQ(atFinish.front(), osg::Vec2f(10, 10));
     EXPECT_EQ(atFinish.back(), osg::Vec2f(40, 60));
@@ -371,14 +371,14 @@ TEST_F(DrawFixture, CylinderFollowsTheMouseAndADoubleClickArmsTheFinish)
     EXPECT_FALSE(send(GA::DRAG, 130, 110, GA::LEFT_MOUSE_BUTTON));
     EXPECT_EQ(cylinder->getFirstMatrix().getTrans(), osg::Vec3d(130, 110, 0));
     send(GA::RELEASE, 130, 110);
-    EXPECT_FALSE(signals.contains("finished"));
+    EXPECT_FALSE(recorded.contains("finished"));
     EXPECT_FALSE(cylinder->setRadius(201.0f));
     EXPECT_TRUE(cylinder->setRadius(30.0f));
     EXPECT_NEAR(cylinder->getFirstMatrix()(0, 0), 30.0, 1e-6);
 
     send(GA::DOUBLECLICK, 130, 110, GA::LEFT_MOUSE_BUTTON);
     send(GA::RELEASE, 130, 110);
-    EXPECT_EQ(signals.last(), "finished");
+    EXPECT_EQ(recorded.last(), "finished");
 }
 
 TEST_F(DrawFixture, SphereSitsOnTheSurfaceUnderTheMouse)
@@ -492,7 +492,7 @@ TEST_F(DrawLineFixture, CancelHidesBothDots)
     EXPECT_FALSE(line->startDotVisible());
     EXPECT_FALSE(line->endDotVisible());
     EXPECT_EQ(points(line).size(), 0u);
-    EXPECT_EQ(signals.last(), "canceled");
+    EXPECT_EQ(recorded.last(), "canceled");
     EXPECT_EQ(lineSignals, (std::vector<bool>{false}));
 }
 
