@@ -17,6 +17,7 @@
 
 #include <QMetaObject>
 #include <osg/NodeVisitor>
+#include <osg/VertexArrayState>
 #include <osgGA/GUIEventHandler>
 #include <osgViewer/View>
 
@@ -59,6 +60,16 @@ bool hasIndices(const osg::Geometry& geometry)
         if (geometry.getPrimitiveSet(i)->getDrawElements())
             return true;
     return false;
+}
+
+// A geometry's vertex array object sets its arrays once: after arrays were added or rewritten
+// it must set them again, or it draws from the old ones.
+void resetArrays(osg::Geometry* geometry)
+{
+    osg::VertexArrayStateList& states = geometry->getVertexArrayStateList();
+    for (unsigned int i = 0; i < states.size(); ++i)
+        if (states[i])
+            states[i]->setRequiresSetArrays(true);
 }
 
 class CollectGeometries : public osg::NodeVisitor
@@ -268,6 +279,11 @@ void ViewerSelection::collectTargets(osgViewer::View* view)
         } else if (program == shaders->getShader(g_meshColorProgramStr)) {
             ss->setAttributeAndModes(shaders->getShader(g_editMeshColorProgramStr));
         }
+        // Arrays and program changed under a drawn geometry: its vertex array objects are
+        // made again.
+        geometry->releaseGLObjects();
+        geometry->getVertexArrayStateList().clear();
+        geometry->dirtyGLObjects();
         m_targets.push_back(target);
     }
     osg::ref_ptr<osg::Vec3Array> rows = new osg::Vec3Array;
@@ -359,6 +375,7 @@ bool ViewerSelection::selectMask(osgViewer::View* view, const std::vector<unsign
         if (states.size() == target.states->size()) {
             std::copy(states.begin(), states.end(), target.states->begin());
             target.states->dirty();
+            resetArrays(geometry.get());
         }
     }
     if (snapshot() == before)
@@ -383,6 +400,9 @@ void ViewerSelection::restore(const StateSnapshot& states)
             continue;
         std::copy(states[i].begin(), states[i].end(), target.begin());
         target.dirty();
+        osg::ref_ptr<osg::Geometry> geometry;
+        if (m_targets[i].geometry.lock(geometry))
+            resetArrays(geometry.get());
     }
     publishCount();
 }
@@ -409,8 +429,12 @@ bool ViewerSelection::replaceState(int from, int to, const QString& name)
                 s = static_cast<signed char>(to);
                 touched = true;
             }
-        if (touched)
+        osg::ref_ptr<osg::Geometry> geometry;
+        if (touched) {
             target.states->dirty();
+            if (target.geometry.lock(geometry))
+                resetArrays(geometry.get());
+        }
         changed = changed || touched;
     }
     if (changed)
