@@ -234,12 +234,13 @@ void ViewerSelection::collectTargets(osgViewer::View* view)
         return;
     CollectGeometries collect;
     model->accept(collect);
+    const std::size_t known = m_targets.size();
     ShaderManager* shaders = OrvaneSingleton::instance()->getShaderMgr();
     for (osg::Geometry* geometry : collect.found) {
-        bool known = false;
+        bool seen = false;
         for (const Target& t : m_targets)
-            known = known || t.geometry.get() == geometry;
-        if (known)
+            seen = seen || t.geometry.get() == geometry;
+        if (seen)
             continue;
         auto* vertices = static_cast<osg::Vec3Array*>(geometry->getVertexArray());
         Target target;
@@ -286,6 +287,8 @@ void ViewerSelection::collectTargets(osgViewer::View* view)
         geometry->dirtyGLObjects();
         m_targets.push_back(target);
     }
+    if (m_targets.size() == known)
+        return;
     osg::ref_ptr<osg::Vec3Array> rows = new osg::Vec3Array;
     rows->push_back(osg::Vec3f());
     rows->push_back(kSelectedColor);
