@@ -4,6 +4,7 @@
 #include "undo_history.h"
 #include "viewer_selection.h"
 
+#include "canvas3d_item.h"
 #include "canvas3d_view.h"
 #include "gl_test_support.h"
 #include "orvane_singleton.h"
@@ -114,8 +115,14 @@ TEST_F(ViewerSelectionTest, SelectDeleteAndUndoGiveBackTheOriginalStates)
     EXPECT_EQ(selectedColourPixels(image, 90, CanvasWindow::kCanvasWidth), 0);
 
     // Delete: the selection becomes -1.
-    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo&) { EXPECT_TRUE(selection->deleteNow()); }));
-    const std::vector<signed char> deleted = states();
+    // Delete, as the key reaches the canvas's view.
+    w.item()->eventQueue()->keyPress(osgGA::GUIEventAdapter::KEY_Delete);
+    w.item()->frame();
+    std::vector<signed char> deleted;
+    EXPECT_TRUE(OrvaneTest::waitUntil([&] {
+        deleted = states();
+        return std::count(deleted.begin(), deleted.end(), -1) > 0;
+    }));
     EXPECT_EQ(std::count(deleted.begin(), deleted.end(), -1), count);
     EXPECT_EQ(std::count(deleted.begin(), deleted.end(), 1), 0);
 
