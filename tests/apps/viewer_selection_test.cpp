@@ -142,3 +142,43 @@ TEST_F(ViewerSelectionTest, SelectDeleteAndUndoGiveBackTheOriginalStates)
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(ViewerSelectionTest, ShiftDragDrawsARectangleThatSelectsWhatIsVisible)
+{
+    osgGA::EventQueue* events = w.item()->eventQueue();
+    // Item pixels, rows from the top: a rectangle over the left half of the canvas.
+    events->getCurrentEventState()->setModKeyMask(osgGA::GUIEventAdapter::MODKEY_LEFT_SHIFT);
+    events->mouseMotion(10, 20);
+    w.item()->frame();
+    ASSERT_TRUE(w.run(nullptr));
+    ASSERT_TRUE(w.run(nullptr)); // a frame with the depth read for the selection
+    events->mouseButtonPress(10, 20, 1);
+    events->mouseMotion(40, 60);
+    events->mouseMotion(70, 100);
+    events->mouseButtonRelease(70, 100, 1);
+    w.item()->frame();
+    std::vector<signed char> now;
+    EXPECT_TRUE(OrvaneTest::waitUntil([&] {
+        w.run(nullptr);
+        now = states();
+        return std::count(now.begin(), now.end(), 1) > 0;
+    }));
+    EXPECT_EQ(history.nextUndoName(), "selection");
+    // Nothing right of the rectangle was taken.
+    w.run(nullptr, [&](RenderInfo& info) {
+        osg::Camera* camera = info.mainView()->getCamera();
+        const osg::Matrixd toWindow = camera->getViewMatrix() * camera->getProjectionMatrix() *
+                                      camera->getViewport()->computeWindowMatrix();
+        const auto& target = selection->targets().front();
+        auto* vertices = static_cast<osg::Vec3Array*>(target.geometry->getVertexArray());
+        for (std::size_t i = 0; i < vertices->size(); ++i) {
+            const osg::Vec3d win = osg::Vec3d((*vertices)[i]) * toWindow;
+            if (win.x() > 72.0)
+                EXPECT_EQ((*target.states)[i], 0) << "point " << i;
+        }
+    });
+}
+
+} // namespace
