@@ -11,6 +11,7 @@
 #include "viewer_effects.h"
 #include "viewer_gizmo.h"
 #include "viewer_keys.h"
+#include "viewer_selection.h"
 #include "viewer_transparent.h"
 
 #include "camera_operations.h"
@@ -240,6 +241,7 @@ int main(int argc, char** argv)
     // Outlives the window, whose render thread reads it.
     std::atomic<bool> grabbing{false};
     UndoHistory history;
+    ViewerSelection selection(&history); // outlives the window, as the history does
     QQmlApplicationEngine engine;
     engine.rootContext()->setContextProperty("viewerWidth", width);
     engine.rootContext()->setContextProperty("viewerHeight", height);
@@ -249,12 +251,14 @@ int main(int argc, char** argv)
         "viewerStatus",
         shown + "\n" + keyHelp() + (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
     engine.rootContext()->setContextProperty("scan", scan.get());
+    engine.rootContext()->setContextProperty("selection", &selection);
     engine.load(QUrl("qrc:/viewer/main.qml"));
     if (engine.rootObjects().isEmpty())
         return 1;
     auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
     auto* canvas = window->findChild<Canvas3DItem*>("canvas");
     addScene(canvas->getCanvasBase(), models, cloud, scan.get(), &history);
+    selection.install(canvas->getCanvasBase());
 
     if (parser.isSet(grabOption)) {
         canvas->getCanvasBase()->addOperation(wait.marker());

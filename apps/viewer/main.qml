@@ -29,4 +29,54 @@ Window {
             text: viewerStatus + (scan ? "\n" + scan.progress : "")
         }
     }
+
+    // Selection: tools, a toggle to draw without Shift, and the count of what is selected.
+    Shortcut {
+        sequence: "Esc"
+        onActivated: selection.clearSelection()
+    }
+    Row {
+        objectName: "selectionBar"
+        anchors { left: parent.left; top: parent.top; margins: 8 }
+        spacing: 4
+        Repeater {
+            model: [["Select", "select"], ["Rect", "rectangle"], ["Lasso", "lasso"],
+                    ["Polygon", "polygon"], ["Brush", "brush"], ["Delete", "delete"],
+                    ["Clear", "clear"]]
+            Rectangle {
+                readonly property bool lit: modelData[1] === "select" ? selection.selecting
+                                                                      : selection.tool === modelData[1]
+                width: label.implicitWidth + 14
+                height: label.implicitHeight + 8
+                radius: 4
+                color: lit ? "#c0ff8c00" : "#a0000000"
+                Text {
+                    id: label
+                    anchors.centerIn: parent
+                    color: "white"
+                    text: modelData[0]
+                }
+                MouseArea {
+                    anchors.fill: parent
+                    onClicked: {
+                        var what = modelData[1]
+                        if (what === "select")
+                            selection.setSelecting(!selection.selecting)
+                        else if (what === "delete")
+                            selection.deleteSelected()
+                        else if (what === "clear")
+                            selection.clearSelection()
+                        else
+                            selection.setTool(what)
+                    }
+                }
+            }
+        }
+        Text {
+            objectName: "selectedCount"
+            anchors.verticalCenter: parent.verticalCenter
+            color: "white"
+            text: "  selected: " + selection.selectedCount
+        }
+    }
 }
