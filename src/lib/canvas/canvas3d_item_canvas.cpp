@@ -13,6 +13,8 @@ Canvas3DItemCanvas::Canvas3DItemCanvas(Canvas3DItem* item) : m_item(item) {}
 
 void Canvas3DItemCanvas::addOperation(osg::ref_ptr<osg::Operation> op)
 {
+    if (deferWhileRunning(op))
+        return;
     osg::ref_ptr<osg::OperationQueue> queue;
     {
         QMutexLocker lock(&m_mutex);

@@ -16,6 +16,8 @@ Canvas3DOffscreenCanvas::Canvas3DOffscreenCanvas(Canvas3DOffscreenRenderer* rend
 
 void Canvas3DOffscreenCanvas::addOperation(osg::ref_ptr<osg::Operation> op)
 {
+    if (op && deferWhileRunning(op))
+        return;
     {
         QMutexLocker lock(&m_mutex);
         if (!m_renderer || !op)

@@ -176,6 +176,8 @@ void Canvas3DOffscreenRenderer::render()
     m_glFun = m_functions;
     m_fbo->bind();
     m_viewer->frame(USE_REFERENCE_TIME);
+    if (m_renderInfo && m_renderInfo->canvas)
+        m_renderInfo->canvas->addDeferredOperations();
     // A render-to-texture pass may have left its own framebuffer bound.
     m_fbo->bind();
     m_context->functions()->glFinish();

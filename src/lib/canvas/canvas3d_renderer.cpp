@@ -126,6 +126,8 @@ void Canvas3DRenderer::render()
         m_graphicsWindow->setDefaultFboId(m_renderInfo->FBO->handle());
 
     m_viewer->frame(USE_REFERENCE_TIME);
+    if (m_renderInfo->canvas)
+        m_renderInfo->canvas->addDeferredOperations();
 
     if (osg::State* state = m_mainView->getCamera()->getGraphicsContext()->getState()) {
         state->lazyDisablingOfVertexAttributes();

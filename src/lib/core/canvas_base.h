@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMutex>
 #include <QObject>
 #include <QSharedPointer>
 #include <QSize>
@@ -53,16 +54,39 @@ public:
     // The space mouse bound to this canvas's window; canvases without a window have none.
     virtual QSharedPointer<SpaceMouseMgr> getSpaceMouseMgr() const { return {}; }
 
+    // Marks the calling thread as running an operation of `canvas` while alive.
+    class RunningOperation
+    {
+    public:
+        explicit RunningOperation(const CanvasBase* canvas);
+        ~RunningOperation();
+
+    private:
+        const CanvasBase* m_previous;
+    };
+
+    // Hands what operations of this canvas added while its queue ran to the queue; the renderer
+    // calls it after each frame.
+    void addDeferredOperations();
+
 signals:
     void rendererCreated();
 
 protected:
     ~CanvasBase() override;
 
+    // True, and `op` kept for addDeferredOperations(), when an operation of this canvas is
+    // adding it: its queue holds its lock for the whole run, so adding now would never return.
+    bool deferWhileRunning(const osg::ref_ptr<osg::Operation>& op);
+
     bool m_rendererCreated = false;
     bool m_updateBlocked = false;
     float m_maxFrameRate = 60.0f;
     unsigned int m_numSamples = 0;
+
+private:
+    QMutex m_deferredMutex;
+    std::vector<osg::ref_ptr<osg::Operation>> m_deferred;
 };
 
 } // namespace Orvane

@@ -15,8 +15,10 @@ void OperationBase::operator()(osg::Object* object)
     auto* viewer = dynamic_cast<osgViewer::CompositeViewer*>(object);
     m_renderInfo = viewer ? dynamic_cast<RenderInfo*>(viewer->getUserData()) : nullptr;
     Q_ASSERT_X(m_renderInfo, "OperationBase", "m_renderInfo");
-    if (m_renderInfo)
-        doOperation();
+    if (!m_renderInfo)
+        return;
+    CanvasBase::RunningOperation running(m_renderInfo->canvas.get());
+    doOperation();
 }
 
 LambdaOperation::LambdaOperation(Function function)

@@ -102,6 +102,21 @@ TEST(Canvas3DItemTest, OperationFromAWorkerThreadReachesAnIdleCanvas)
     EXPECT_TRUE(waitUntil([&] { return ran.load(); }));
 }
 
+TEST(Canvas3DItemTest, AnOperationAddingToItsOwnCanvasRunsTheNewOneNextFrame)
+{
+    CanvasWindow w;
+    ASSERT_TRUE(w.show());
+    // The queue is locked while it runs: adding straight to it from inside would never return.
+    std::vector<int> order;
+    w.item()->getCanvasBase()->addOperation(new LambdaOperation([&](RenderInfo& info) {
+        order.push_back(1);
+        info.canvas->addOperation(new LambdaOperation([&](RenderInfo&) { order.push_back(3); }));
+        order.push_back(2);
+    }));
+    EXPECT_TRUE(waitUntil([&] { return order.size() == 3; }));
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+}
+
 TEST(Canvas3DItemTest, AddOperationsWrapsThemInOneMultiOperation)
 {
     CanvasWindow w;

@@ -196,6 +196,19 @@ TEST(OffscreenCanvasTest, OperationFromAWorkerThreadRunsOnTheCanvasThread)
     EXPECT_FALSE(onGuiThread.load());
 }
 
+TEST(OffscreenCanvasTest, AnOperationAddingToItsOwnCanvasRunsTheNewOneNextFrame)
+{
+    FrameSink sink;
+    Canvas3DOffscreenSurface surface(kWidth, kHeight, sink.callback());
+    osg::ref_ptr<CanvasBase> canvas = surface.getCanvasBase();
+    std::atomic<int> step{0};
+    canvas->addOperation(new LambdaOperation([&](RenderInfo& info) {
+        info.canvas->addOperation(new LambdaOperation([&](RenderInfo&) { step = 2; }));
+        step = 1;
+    }));
+    EXPECT_TRUE(waitUntil([&] { return step.load() == 2; }));
+}
+
 TEST(OffscreenCanvasTest, InputOnTheSurfaceReachesHandlersAsOnTheItem)
 {
     FrameSink sink;
