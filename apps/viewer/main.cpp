@@ -14,6 +14,7 @@
 #include "canvas3d_view.h"
 #include "incre_point_geomtry_apple.h"
 #include "orvane_operations.h"
+#include "view_datum_operation.h"
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
@@ -49,6 +50,7 @@ void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& mo
                 scan->start(info.canvas.get());
         }));
     canvas->addOperation(new AddEventHandler(new ViewerKeys(history)));
+    canvas->addOperation(new ViewDatumOperation(nullptr, true));
     canvas->addOperation(new FitOperationAuto(nullptr, false));
 }
 

@@ -11,6 +11,7 @@
 #include <osg/Geometry>
 #include <osg/LineWidth>
 #include <osg/Texture2D>
+#include <osgDB/FileUtils>
 #include <osgText/Text>
 #include <osgUtil/CullVisitor>
 
@@ -65,6 +66,15 @@ void pushQuad(std::vector<osg::Vec3f>& out, const osg::Vec3f& a, const osg::Vec3
               const osg::Vec3f& c, const osg::Vec3f& d)
 {
     out.insert(out.end(), {a, b, c, a, c, d});
+}
+
+// Arial where the system has it; otherwise the built-in font, without asking the font plugin
+// for a file it cannot find.
+void setLabelFont(osgText::Text* text)
+{
+    static const bool hasArial = !osgDB::findDataFile("arial.ttf").empty();
+    if (hasArial)
+        text->setFont("arial.ttf");
 }
 
 osg::Image* loadImage(const char* path)
@@ -226,6 +236,20 @@ void ViewDatum::traverse(osg::NodeVisitor& nv)
         m_root->accept(nv);
 }
 
+void ViewDatum::resizeGLObjectBuffers(unsigned int maxSize)
+{
+    osg::Camera::resizeGLObjectBuffers(maxSize);
+    if (m_root.valid())
+        m_root->resizeGLObjectBuffers(maxSize);
+}
+
+void ViewDatum::releaseGLObjects(osg::State* state) const
+{
+    osg::Camera::releaseGLObjects(state);
+    if (m_root.valid())
+        m_root->releaseGLObjects(state);
+}
+
 void ViewDatum::setBlendMode(osg::StateSet* stateSet)
 {
     if (!stateSet)
@@ -328,7 +352,7 @@ void ViewDatum::createPlane(osg::Switch*, const osg::Vec3f* vertices, const int*
 
     auto* label = new osgText::Text;
     label->setCharacterSize(2.0f);
-    label->setFont("arial.ttf");
+    setLabelFont(label);
     label->setColor(getDefaultTextColor());
     label->setAlignment(osgText::TextBase::CENTER_CENTER);
     label->setAxisAlignment(osgText::TextBase::USER_DEFINED_ROTATION);
@@ -580,7 +604,7 @@ osg::Node* ViewDatum::createLabel(const std::string& text, const osg::Vec3f& pos
     const float unitsPerPixel =
         2.0f * 40.0f * std::tan(osg::DegreesToRadians(22.5f)) / std::max(getWidthConst(), 1.0f);
     auto* label = new osgText::Text;
-    label->setFont("arial.ttf");
+    setLabelFont(label);
     label->setCharacterSize(std::max(size, 1) * unitsPerPixel);
     label->setColor(color);
     label->setAlignment(osgText::TextBase::CENTER_CENTER);

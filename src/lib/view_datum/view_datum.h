@@ -47,6 +47,9 @@ public:
     float getY(float y);
 
     void traverse(osg::NodeVisitor& nv) override;
+    // The gizmo is no child of this camera, so its GL objects are passed on by hand.
+    void resizeGLObjectBuffers(unsigned int maxSize) override;
+    void releaseGLObjects(osg::State* state = nullptr) const override;
 
     void setScale(float scale) { m_scale = scale; }
     void setViewDatumMargin(float x, float y)
