@@ -169,6 +169,19 @@ protected:
     osg::ref_ptr<ViewDatum> datum;
 };
 
+// Sees each press after the gizmo's handler has, as the camera manipulator does.
+class PressRecorder : public osgGA::GUIEventHandler
+{
+public:
+    bool handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAdapter&) override
+    {
+        if (ea.getEventType() == osgGA::GUIEventAdapter::PUSH)
+            handled.push_back(ea.getHandled());
+        return false;
+    }
+    std::vector<bool> handled;
+};
+
 QColor toQColor(const osg::Vec3f& c)
 {
     return QColor::fromRgbF(c.x(), c.y(), c.z());
@@ -344,6 +357,8 @@ TEST_F(ViewDatumTest, ClickTurnsTheCameraToThePieceAndTheMainViewDoesNotRotate)
         {"viewDatumCubeFrontTop", {0, s2, -s2}, {0, s2, s2}},
         {"viewDatumCubeCorner2", cornerLook, cornerUp},
     };
+    osg::ref_ptr<PressRecorder> presses = new PressRecorder;
+    ASSERT_TRUE(w.run(new AddEventHandler(presses.get())));
     QSignalSpy rotated(manipulator, &CM::rotated);
     for (const Case& c : cases) {
         ASSERT_TRUE(
@@ -370,6 +385,9 @@ TEST_F(ViewDatumTest, ClickTurnsTheCameraToThePieceAndTheMainViewDoesNotRotate)
         EXPECT_NEAR((manipulator->getCenter() - model->getBound().center()).length(), 0.0, 1e-4);
     }
     EXPECT_EQ(rotated.count(), 0) << "the main view must not rotate from a gizmo click";
+    ASSERT_EQ(presses->handled.size(), 3u);
+    for (bool handled : presses->handled)
+        EXPECT_TRUE(handled) << "a press on the gizmo is taken before the camera sees it";
 
     // The same press and drag elsewhere does rotate, and is not the gizmo's.
     click(osg::Vec2d(30, 60));
@@ -379,4 +397,6 @@ TEST_F(ViewDatumTest, ClickTurnsTheCameraToThePieceAndTheMainViewDoesNotRotate)
     }));
     EXPECT_FALSE(taken);
     EXPECT_GT(rotated.count(), 0);
+    ASSERT_EQ(presses->handled.size(), 4u);
+    EXPECT_FALSE(presses->handled.back());
 }
