@@ -7,6 +7,7 @@
 #include "fixed_camera_canvas.h"
 #include "gl_test_support.h"
 #include "orvane_operations.h"
+#include "scene_flags.h"
 #include "view_datum.h"
 #include "view_datum_event_handler.h"
 #include "view_datum_operation.h"
@@ -399,4 +400,24 @@ TEST_F(ViewDatumTest, ClickTurnsTheCameraToThePieceAndTheMainViewDoesNotRotate)
     EXPECT_GT(rotated.count(), 0);
     ASSERT_EQ(presses->handled.size(), 4u);
     EXPECT_FALSE(presses->handled.back());
+}
+
+TEST_F(ViewDatumTest, DuringAScanAClickJumpsWithoutAnimation)
+{
+    ASSERT_TRUE(w.run(manipulator->setCameraDirectionTypeOperation(CM::Front, false)));
+    settle();
+    const osg::Vec2d onTop = toWindow(pieceCentre("viewDatumCubeFrontTop"));
+    OrvaneTest::LogCapture log;
+    SceneFlags::setScanState(true);
+    click(onTop);
+    const bool animating = AnimationMgr::instance()->isAnimating(manipulator);
+    osg::Vec3d look, up;
+    lookAndUp(manipulator, look, up);
+    SceneFlags::setScanState(false);
+    SceneFlags::takeScanStateChanged();
+    EXPECT_FALSE(animating);
+    EXPECT_TRUE(log.contains("animation time is less than 0, no animation"));
+    const double s2 = std::sqrt(0.5);
+    EXPECT_NEAR((look - osg::Vec3d(0, s2, -s2)).length(), 0.0, 1e-4);
+    EXPECT_NEAR((up - osg::Vec3d(0, s2, s2)).length(), 0.0, 1e-4);
 }
