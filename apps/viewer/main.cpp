@@ -20,6 +20,7 @@
 #include "canvas3d_view.h"
 #include "incre_point_geomtry_apple.h"
 #include "orvane_operations.h"
+#include "view_datum_operation.h"
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
@@ -60,6 +61,7 @@ void addScene(CanvasBase* canvas, const std::vector<osg::ref_ptr<osg::Node>>& mo
     canvas->addOperation(new AddEventHandler(new ViewerCylinder));
     canvas->addOperation(new AddEventHandler(new ViewerEffects));
     canvas->addOperation(new AddEventHandler(new ViewerTransparency));
+    canvas->addOperation(new ViewDatumOperation(nullptr, true));
     canvas->addOperation(new FitOperationAuto(nullptr, false));
 }
 

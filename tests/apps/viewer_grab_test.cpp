@@ -202,3 +202,31 @@ TEST(ViewerTest, BadSizeIsRefusedWithAMessage)
     EXPECT_EQ(viewer.exitCode(), 2);
     EXPECT_TRUE(viewer.readAllStandardError().contains("bad --size"));
 }
+
+TEST(ViewerTest, TheOrientationCubeAndItsHomeButtonShowInTheBottomRightCorner)
+{
+    QTemporaryDir dir;
+    const QString png = dir.filePath("gizmo.png");
+    QProcess viewer;
+    viewer.start(ORVANE_VIEWER_PATH, {"--offscreen", "--size", "1280x960", "--out", png});
+    ASSERT_TRUE(viewer.waitForFinished(kViewerMs));
+    // A crash at exit would leave the image written and only show here.
+    EXPECT_EQ(viewer.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(viewer.exitCode(), 0);
+    const QImage image(png);
+    ASSERT_FALSE(image.isNull());
+    // 200 pixels at 1920 x 1080, scaled by the smaller ratio: 133 here, 2 pixels from the right,
+    // 1.3 from the bottom.
+    const double side = 200.0 * std::min(1280.0 / 1920.0, 960.0 / 1080.0);
+    const double left = 1280.0 - side - 2.0, bottom = 960.0 - 2.0 * side / 200.0;
+    // The cube seen head on: its face beside the middle, off the label and the axes.
+    const QColor face = image.pixelColor(int(left + side / 2 + 8), int(bottom - side / 2 - 8));
+    // Flat grey of 0.7 with lighting off; a few steps for rounding.
+    EXPECT_NEAR(face.red(), 179, 6) << face.name().toStdString();
+    EXPECT_NEAR(face.green(), 179, 6);
+    EXPECT_NEAR(face.blue(), 179, 6);
+    // The house of the home button, white, 15 pixels in from the gizmo's lower left and 16 wide.
+    const double s = side / 200.0;
+    const QColor home = image.pixelColor(int(left + 15 + 12 * s), int(bottom - 15 - 12 * s));
+    EXPECT_GT(home.lightness(), 200) << home.name().toStdString();
+}
