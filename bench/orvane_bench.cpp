@@ -10,9 +10,12 @@
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
 #include "raw_gl_ingest.h"
+#include "scan_scenes.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
 #include <QQuickWindow>
 #include <algorithm>
 #include <atomic>
@@ -22,6 +25,7 @@
 #include <cstring>
 #include <memory>
 #include <osg/Geode>
+#include <osgGA/OrbitManipulator>
 #include <random>
 #include <thread>
 #include <vector>
@@ -48,6 +52,18 @@ void spinFor(int ms)
 }
 
 } // namespace
+
+// Waits for the frame's drawing to end, so that the frame counter after it counts finished
+// frames.
+class FinishCallback : public osg::Camera::DrawCallback
+{
+public:
+    void operator()(osg::RenderInfo&) const override
+    {
+        if (QOpenGLContext* context = QOpenGLContext::currentContext())
+            context->functions()->glFinish();
+    }
+};
 
 // Bytes per second of one large memcpy, best of a few runs.
 double memcpyGbps()
@@ -275,9 +291,201 @@ osg::ref_ptr<osg::MatrixTransform> createGridMesh(int n)
     return mesh;
 }
 
+// The scenes shared with the plain program: a scanner-like stream of blobs and a uniformly
+// spread cloud, seen from distance 3.46 at the origin.
+namespace {
+
+std::shared_ptr<IncrePatchData> scenePatch(bool blob, int index, int first, int count)
+{
+    auto patch = std::make_shared<IncrePatchData>();
+    patch->vertArr = new osg::Vec3Array(count);
+    patch->normArr = new osg::Vec3Array(count);
+    patch->clrArr = new osg::Vec3Array(count);
+    patch->patchIdData.resize(count);
+    for (int done = 0; done < count; done += ScanScenes::kPatch) {
+        const int n = std::min(ScanScenes::kPatch, count - done);
+        ScanScenes::fillPatch(blob, index + done / ScanScenes::kPatch, n,
+                              (*patch->vertArr)[done].ptr(), (*patch->normArr)[done].ptr(),
+                              (*patch->clrArr)[done].ptr());
+    }
+    for (int i = 0; i < count; ++i)
+        patch->patchIdData[i] = first + i;
+    return patch;
+}
+
+void orbitEye(int step, float eye[3])
+{
+    const float angle = osg::DegreesToRadians(0.5f * step);
+    eye[0] = ScanScenes::kEye * (std::cos(angle) - std::sin(angle));
+    eye[1] = ScanScenes::kEye * (std::sin(angle) + std::cos(angle));
+    eye[2] = ScanScenes::kEye;
+}
+
+void setSceneCamera(Canvas3DItem* canvas, const float eye[3])
+{
+    const osg::Vec3d from(eye[0], eye[1], eye[2]);
+    canvas->addOperation(new LambdaOperation([from](RenderInfo& info) {
+        osgViewer::View* view = info.mainView();
+        if (auto* orbit = dynamic_cast<osgGA::OrbitManipulator*>(view->getCameraManipulator()))
+            orbit->setTransformation(from, osg::Vec3d(), osg::Vec3d(0, 0, 1));
+        double fovy, aspect, zNear, zFar;
+        if (view->getCamera()->getProjectionMatrixAsPerspective(fovy, aspect, zNear, zFar))
+            view->getCamera()->setProjectionMatrixAsPerspective(ScanScenes::kFovy, aspect, zNear,
+                                                               zFar);
+    }));
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0.0 : values[values.size() / 2];
+}
+
+void print(const char* name, double value, const char* unit)
+{
+    std::printf("%s %.2f %s\n", name, value, unit);
+    std::fflush(stdout);
+}
+
+// Each figure beside the plain program's, taken in the same run.
+void runScenes(Canvas3DItem* canvas, const std::shared_ptr<std::atomic<int>>& frames)
+{
+    constexpr int kBig = 20000000, kTen = 10000000;
+    float eye[3];
+    orbitEye(0, eye);
+    {
+        CloudBench bench(canvas, frames);
+        bench.cloud()->setBoxValue(osg::Vec3f(-1, -1, -1), osg::Vec3f(1, 1, 1));
+        setSceneCamera(canvas, eye);
+        bench.frameMs();
+        QElapsedTimer timer;
+        timer.start();
+        for (int first = 0, index = 0; first < kBig; first += ScanScenes::kPatch, ++index) {
+            bench.cloud()->setWholeSize(static_cast<uint32_t>(first + ScanScenes::kPatch));
+            bench.cloud()->setPatchVertexSize(ScanScenes::kPatch);
+            bench.cloud()->addIncreasePatchData(
+                scenePatch(true, index, first, ScanScenes::kPatch));
+            if ((first + ScanScenes::kPatch) % 1000000 == 0)
+                bench.frameMs();
+        }
+        print("ingest_blob_0_to_20M_mpts", kBig / (timer.nsecsElapsed() * 1e-9) / 1e6,
+              "Mpoints/s");
+        std::vector<double> ms;
+        for (int i = 0; i < 3; ++i)
+            ms.push_back(bench.frameMs());
+        print("frame_ms_blob_20M", median(ms), "ms");
+
+        std::mt19937 generator(5);
+        std::vector<int> ids(100000);
+        for (int& id : ids)
+            id = static_cast<int>(generator() % kBig);
+        auto patch = scenePatch(true, 7777, 0, static_cast<int>(ids.size()));
+        patch->patchIdData = ids;
+        bench.cloud()->addIncreasePatchData(patch);
+        print("overwrite_blob_100k_in_20M_pts_per_s", ids.size() / (bench.frameMs() * 1e-3),
+              "points/s");
+        bench.cloud()->setWholeSize(0);
+    }
+    {
+        // A 10M-point scan handed over as one patch, as resuming or loading one does.
+        CloudBench bench(canvas, frames);
+        bench.cloud()->setBoxValue(osg::Vec3f(-1, -1, -1), osg::Vec3f(1, 1, 1));
+        setSceneCamera(canvas, eye);
+        bench.frameMs();
+        auto patch = scenePatch(false, 0, 0, kTen);
+        QElapsedTimer timer;
+        timer.start();
+        bench.cloud()->setWholeSize(kTen);
+        bench.cloud()->setPatchVertexSize(kTen);
+        bench.cloud()->addIncreasePatchData(patch);
+        bench.frameMs();
+        print("first_frame_ms_uniform_10M_one_patch", timer.nsecsElapsed() / 1e6, "ms");
+        patch.reset();
+        for (int points : {1000000, kTen}) {
+            bench.cloud()->setWholeSize(points);
+            std::vector<double> ms;
+            for (int step = 1; step <= 4; ++step) {
+                orbitEye(step, eye);
+                setSceneCamera(canvas, eye);
+                ms.push_back(bench.frameMs());
+            }
+            print(points == kTen ? "frame_ms_uniform_10M_orbit" : "frame_ms_uniform_1M_orbit",
+                  median(ms), "ms");
+        }
+        bench.cloud()->setWholeSize(0);
+    }
+
+    // The same work through the plain program.
+    std::vector<float> position(3 * size_t(kBig)), normal(3 * size_t(kBig)),
+        colour(3 * size_t(kBig));
+    orbitEye(0, eye);
+    {
+        RawGlCloud raw(kBig, 1280, 1024);
+        if (!raw.isValid())
+            return;
+        QElapsedTimer timer;
+        timer.start();
+        for (int first = 0, index = 0; first < kBig; first += ScanScenes::kPatch, ++index) {
+            float* p = &position[3 * size_t(first)];
+            float* n = &normal[3 * size_t(first)];
+            float* c = &colour[3 * size_t(first)];
+            ScanScenes::fillPatch(true, index, ScanScenes::kPatch, p, n, c);
+            raw.write(first, ScanScenes::kPatch, p, n, c);
+            if ((first + ScanScenes::kPatch) % 1000000 == 0)
+                raw.frameMs(first + ScanScenes::kPatch, eye);
+        }
+        print("ingest_blob_raw_gl_0_to_20M_mpts", kBig / (timer.nsecsElapsed() * 1e-9) / 1e6,
+              "Mpoints/s");
+        std::vector<double> ms;
+        for (int i = 0; i < 3; ++i)
+            ms.push_back(raw.frameMs(kBig, eye));
+        print("frame_ms_blob_raw_gl_20M", median(ms), "ms");
+        for (int points : {1000000, 5000000})
+            std::printf("frame_ms_blob_raw_gl_%dM %.2f ms\n", points / 1000000,
+                        raw.frameMs(points, eye));
+
+        std::mt19937 generator(5);
+        std::vector<int> ids(100000);
+        for (int& id : ids)
+            id = static_cast<int>(generator() % kBig);
+        std::vector<float> p(300000), n(300000), c(300000);
+        timer.restart();
+        ScanScenes::fillPatch(true, 7777, 100000, p.data(), n.data(), c.data());
+        raw.scatter(ids, p.data(), n.data(), c.data());
+        raw.frameMs(kBig, eye);
+        print("overwrite_blob_raw_gl_100k_in_20M_pts_per_s",
+              ids.size() / (timer.nsecsElapsed() * 1e-9), "points/s");
+    }
+    {
+        RawGlCloud raw(kTen, 1280, 1024);
+        for (int done = 0; done < kTen; done += ScanScenes::kPatch)
+            ScanScenes::fillPatch(false, done / ScanScenes::kPatch, ScanScenes::kPatch,
+                                  &position[3 * size_t(done)], &normal[3 * size_t(done)],
+                                  &colour[3 * size_t(done)]);
+        QElapsedTimer timer;
+        timer.start();
+        raw.replace(kTen, position.data(), normal.data(), colour.data());
+        raw.frameMs(kTen, eye);
+        print("first_frame_ms_uniform_raw_gl_10M_one_patch", timer.nsecsElapsed() / 1e6, "ms");
+        for (int points : {1000000, kTen}) {
+            std::vector<double> ms;
+            for (int step = 1; step <= 4; ++step) {
+                orbitEye(step, eye);
+                ms.push_back(raw.frameMs(points, eye));
+            }
+            print(points == kTen ? "frame_ms_uniform_raw_gl_10M_orbit"
+                                 : "frame_ms_uniform_raw_gl_1M_orbit",
+                  median(ms), "ms");
+        }
+    }
+}
+
+} // namespace
+
 int main(int argc, char** argv)
 {
     QGuiApplication app(argc, argv);
+    const bool scenesOnly = argc > 1 && std::strcmp(argv[1], "--scenes") == 0;
     std::printf("memcpy_gbps %.2f GB/s\n", memcpyGbps());
     std::printf("scatter_limit_mpts %.1f Mpoints/s\n", scatterLimitMpts());
     std::fflush(stdout);
@@ -289,12 +497,19 @@ int main(int argc, char** argv)
     window.resize(1280, 1024);
     auto* canvas = new Canvas3DItem(window.contentItem());
     canvas->setSize(QSizeF(1280, 1024));
-    canvas->addOperation(new LambdaOperation([frames](RenderInfo& info) {
+    canvas->addOperation(new LambdaOperation([frames, scenesOnly](RenderInfo& info) {
+        // The plain program's frames end with glFinish: so do these, to time the same thing.
+        if (scenesOnly)
+            info.masterCamera()->addFinalDrawCallback(new FinishCallback);
         info.masterCamera()->addFinalDrawCallback(new FrameCounterCallback(frames));
     }));
     window.show();
     spinUntil([&] { return frames->load() > 0; }, 30000);
     const double firstFrameMs = sinceCreation.nsecsElapsed() / 1e6;
+    if (scenesOnly) {
+        runScenes(canvas, frames);
+        return 0;
+    }
 
     {
         CloudBench bench(canvas, frames);
