@@ -171,8 +171,8 @@ RawGlCloud::RawGlCloud(int capacity, int width, int height) : d(new Private)
     d->gl = d->context.versionFunctions<QOpenGLFunctions_4_1_Core>();
     if (!d->gl || !d->gl->initializeOpenGLFunctions())
         return;
-    d->fbo = std::make_unique<QOpenGLFramebufferObject>(width, height,
-                                                        QOpenGLFramebufferObject::Depth);
+    d->fbo =
+        std::make_unique<QOpenGLFramebufferObject>(width, height, QOpenGLFramebufferObject::Depth);
     if (!d->program.addShaderFromSourceCode(QOpenGLShader::Vertex, kLitVertex) ||
         !d->program.addShaderFromSourceCode(QOpenGLShader::Fragment, kFragment) ||
         !d->program.link())
@@ -227,8 +227,7 @@ void RawGlCloud::write(int first, int count, const float* position, const float*
     }
 }
 
-void RawGlCloud::replace(int count, const float* position, const float* normal,
-                         const float* colour)
+void RawGlCloud::replace(int count, const float* position, const float* normal, const float* colour)
 {
     d->context.makeCurrent(&d->surface);
     const void* sources[3] = {position, normal, colour};
@@ -266,10 +265,10 @@ double RawGlCloud::frameMs(int count, const float eye[3])
     gl->glViewport(0, 0, d->width, d->height);
     gl->glClearColor(0.0f, 0.0f, 0.0f, 1.0f);
     gl->glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    const osg::Matrixf view = osg::Matrixf::lookAt(osg::Vec3f(eye[0], eye[1], eye[2]),
-                                                   osg::Vec3f(), osg::Vec3f(0, 0, 1));
-    const osg::Matrixf projection = osg::Matrixf::perspective(
-        ScanScenes::kFovy, double(d->width) / d->height, 0.1, 10.0);
+    const osg::Matrixf view =
+        osg::Matrixf::lookAt(osg::Vec3f(eye[0], eye[1], eye[2]), osg::Vec3f(), osg::Vec3f(0, 0, 1));
+    const osg::Matrixf projection =
+        osg::Matrixf::perspective(ScanScenes::kFovy, double(d->width) / d->height, 0.1, 10.0);
     const osg::Matrixf mvp = view * projection;
     d->program.bind();
     gl->glUniformMatrix4fv(d->program.uniformLocation("mvp"), 1, GL_FALSE, mvp.ptr());
