@@ -7,6 +7,7 @@
 #include "scene_wait.h"
 #include "undo_history.h"
 #include "viewer_keys.h"
+#include "viewer_point_budget.h"
 
 #include "camera_operations.h"
 #include "canvas3d_item.h"
@@ -129,9 +130,12 @@ int main(int argc, char** argv)
         "markers", "Show the targets of <file>: one a line, x y z nx ny nz radius [code].", "file");
     QCommandLineOption timeoutOption(
         "timeout", "Seconds --grab and --offscreen wait for the complete scene.", "s", "60");
+    QCommandLineOption budgetOption(
+        "point-budget", "Draw at most n scan points a frame while the view moves (0: all).", "n",
+        "0");
     parser.addOptions({grabOption, offscreenOption, outOption, sizeOption, pointsOption,
                        patchOption, rateOption, scanOption, waitPointsOption, timeoutOption,
-                       markersOption});
+                       markersOption, budgetOption});
     parser.addPositionalArgument("files", "Meshes and point clouds to open (PLY, OBJ, STL, XYZ, "
                                           "ASC, TXT, PTS).");
     parser.process(app);
@@ -209,6 +213,12 @@ int main(int argc, char** argv)
     // Outlives the window, whose render thread reads it.
     std::atomic<bool> grabbing{false};
     UndoHistory history;
+    ViewerPointBudget budget(cloud.get());
+    if (cloud && !budget.apply(parser.value(budgetOption))) {
+        std::fprintf(stderr, "bad --point-budget '%s', expected a count of points\n",
+                     qPrintable(parser.value(budgetOption)));
+        return 2;
+    }
     QQmlApplicationEngine engine;
     engine.rootContext()->setContextProperty("viewerWidth", width);
     engine.rootContext()->setContextProperty("viewerHeight", height);
@@ -219,6 +229,7 @@ int main(int argc, char** argv)
         shown + "    F fit, 2-7 views, O ortho/persp, M material, type orvdbg: debug panel" +
             (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
     engine.rootContext()->setContextProperty("scan", scan.get());
+    engine.rootContext()->setContextProperty("pointBudget", cloud ? &budget : nullptr);
     engine.load(QUrl("qrc:/viewer/main.qml"));
     if (engine.rootObjects().isEmpty())
         return 1;
