@@ -330,8 +330,10 @@ void IncrePointGeometryApple::drawCall(osg::RenderInfo& renderInfo)
 void IncrePointGeometryApple::drawWhole(osg::RenderInfo& renderInfo)
 {
     const uint32_t whole = m_wholeSize;
-    if (!m_gl || whole == 0 || !m_drawProgram || !m_drawProgram->getProgram())
+    if (!m_gl || whole == 0 || !m_drawProgram || !m_drawProgram->getProgram()) {
+        m_drawnPointCount = 0;
         return;
+    }
     m_drawProgram->use();
     setWholePointCloudUniform(renderInfo);
     m_gl->glBindVertexArray(m_increGLBuffer.vao);
