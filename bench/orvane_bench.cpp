@@ -10,9 +10,12 @@
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
 #include "raw_gl_ingest.h"
+#include "scan_scenes.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
 #include <QQuickWindow>
 #include <algorithm>
 #include <atomic>
@@ -22,6 +25,7 @@
 #include <cstring>
 #include <memory>
 #include <osg/Geode>
+#include <osgGA/OrbitManipulator>
 #include <random>
 #include <thread>
 #include <vector>
@@ -48,6 +52,24 @@ void spinFor(int ms)
 }
 
 } // namespace
+
+// Waits for the frame's drawing to end, so that the frame counter after it counts finished
+// frames.
+// The cloud whose drawn points the finished frames record, and what the last one drew.
+std::atomic<IncrePointGeometryApple*> g_watchedCloud{nullptr};
+std::atomic<uint32_t> g_lastFinishedDrawn{0};
+
+class FinishCallback : public osg::Camera::DrawCallback
+{
+public:
+    void operator()(osg::RenderInfo&) const override
+    {
+        if (QOpenGLContext* context = QOpenGLContext::currentContext())
+            context->functions()->glFinish();
+        if (IncrePointGeometryApple* cloud = g_watchedCloud.load())
+            g_lastFinishedDrawn = cloud->drawnPointCount();
+    }
+};
 
 // Bytes per second of one large memcpy, best of a few runs.
 double memcpyGbps()
@@ -306,9 +328,200 @@ double oitFrameMs(Canvas3DItem* canvas, const std::atomic<int>& frames)
     return ms;
 }
 
+// The scenes shared with the plain program: a scanner-like stream of blobs and a uniformly
+// spread cloud, seen from distance 3.46 at the origin.
+namespace {
+
+std::shared_ptr<IncrePatchData> scenePatch(bool blob, int index, int first, int count)
+{
+    auto patch = std::make_shared<IncrePatchData>();
+    patch->vertArr = new osg::Vec3Array(count);
+    patch->normArr = new osg::Vec3Array(count);
+    patch->clrArr = new osg::Vec3Array(count);
+    patch->patchIdData.resize(count);
+    for (int done = 0; done < count; done += ScanScenes::kPatch) {
+        const int n = std::min(ScanScenes::kPatch, count - done);
+        ScanScenes::fillPatch(blob, index + done / ScanScenes::kPatch, n,
+                              (*patch->vertArr)[done].ptr(), (*patch->normArr)[done].ptr(),
+                              (*patch->clrArr)[done].ptr());
+    }
+    for (int i = 0; i < count; ++i)
+        patch->patchIdData[i] = first + i;
+    return patch;
+}
+
+void orbitEye(int step, float eye[3])
+{
+    const float angle = osg::DegreesToRadians(0.5f * step);
+    eye[0] = ScanScenes::kEye * (std::cos(angle) - std::sin(angle));
+    eye[1] = ScanScenes::kEye * (std::sin(angle) + std::cos(angle));
+    eye[2] = ScanScenes::kEye;
+}
+
+void setSceneCamera(Canvas3DItem* canvas, const float eye[3])
+{
+    const osg::Vec3d from(eye[0], eye[1], eye[2]);
+    canvas->addOperation(new LambdaOperation([from](RenderInfo& info) {
+        osgViewer::View* view = info.mainView();
+        if (auto* orbit = dynamic_cast<osgGA::OrbitManipulator*>(view->getCameraManipulator()))
+            orbit->setTransformation(from, osg::Vec3d(), osg::Vec3d(0, 0, 1));
+        double fovy, aspect, zNear, zFar;
+        if (view->getCamera()->getProjectionMatrixAsPerspective(fovy, aspect, zNear, zFar))
+            view->getCamera()->setProjectionMatrixAsPerspective(ScanScenes::kFovy, aspect, zNear,
+                                                                zFar);
+    }));
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0.0 : values[values.size() / 2];
+}
+
+void print(const char* name, double value, const char* unit)
+{
+    std::printf("%s %.2f %s\n", name, value, unit);
+    std::fflush(stdout);
+}
+
+// Each figure beside the plain program's, the two taking turns in the same run so that the
+// load of the machine falls on both alike. Both get the same points; only the canvas's side is
+// in the canvas's timers and only the plain program's in its own.
+void runScenes(Canvas3DItem* canvas, const std::shared_ptr<std::atomic<int>>& frames)
+{
+    constexpr int kBig = 20000000, kTen = 10000000;
+    float eye[3];
+    orbitEye(0, eye);
+    {
+        RawGlCloud raw(kBig, 1280, 1024);
+        if (!raw.isValid())
+            return;
+        CloudBench bench(canvas, frames);
+        bench.cloud()->setBoxValue(osg::Vec3f(-1, -1, -1), osg::Vec3f(1, 1, 1));
+        setSceneCamera(canvas, eye);
+        bench.frameMs();
+        QElapsedTimer timer;
+        qint64 oursNs = 0, rawNs = 0;
+        for (int first = 0, index = 0; first < kBig; first += ScanScenes::kPatch, ++index) {
+            auto patch = scenePatch(true, index, first, ScanScenes::kPatch);
+            timer.restart();
+            raw.write(first, ScanScenes::kPatch, (*patch->vertArr)[0].ptr(),
+                      (*patch->normArr)[0].ptr(), (*patch->clrArr)[0].ptr());
+            if ((first + ScanScenes::kPatch) % 1000000 == 0)
+                raw.frameMs(first + ScanScenes::kPatch, eye);
+            rawNs += timer.nsecsElapsed();
+            timer.restart();
+            bench.cloud()->setWholeSize(static_cast<uint32_t>(first + ScanScenes::kPatch));
+            bench.cloud()->setPatchVertexSize(ScanScenes::kPatch);
+            bench.cloud()->addIncreasePatchData(patch);
+            if ((first + ScanScenes::kPatch) % 1000000 == 0)
+                bench.frameMs();
+            oursNs += timer.nsecsElapsed();
+        }
+        print("ingest_blob_0_to_20M_mpts", kBig / (oursNs * 1e-9) / 1e6, "Mpoints/s");
+        print("ingest_blob_raw_gl_0_to_20M_mpts", kBig / (rawNs * 1e-9) / 1e6, "Mpoints/s");
+        std::vector<double> ours, plain;
+        for (int i = 0; i < 3; ++i) {
+            ours.push_back(bench.frameMs());
+            plain.push_back(raw.frameMs(kBig, eye));
+        }
+        print("frame_ms_blob_20M", median(ours), "ms");
+        print("frame_ms_blob_raw_gl_20M", median(plain), "ms");
+
+        std::mt19937 generator(5);
+        std::vector<int> ids(100000);
+        for (int& id : ids)
+            id = static_cast<int>(generator() % kBig);
+        auto patch = scenePatch(true, 7777, 0, static_cast<int>(ids.size()));
+        patch->patchIdData = ids;
+        timer.restart();
+        raw.scatter(ids, (*patch->vertArr)[0].ptr(), (*patch->normArr)[0].ptr(),
+                    (*patch->clrArr)[0].ptr());
+        raw.frameMs(kBig, eye);
+        const double rawS = timer.nsecsElapsed() * 1e-9;
+        bench.cloud()->addIncreasePatchData(patch);
+        print("overwrite_blob_100k_in_20M_pts_per_s", ids.size() / (bench.frameMs() * 1e-3),
+              "points/s");
+        print("overwrite_blob_raw_gl_100k_in_20M_pts_per_s", ids.size() / rawS, "points/s");
+
+        // The budget: 1M of the 20M points while the camera turns, against the plain program's
+        // frame of 1M points.
+        // No full frame in between: those are timed below.
+        bench.cloud()->setPointBudget(1000000, 600000);
+        ours.clear();
+        plain.clear();
+        for (int step = 1; step <= 3; ++step) {
+            orbitEye(step, eye);
+            setSceneCamera(canvas, eye);
+            ours.push_back(bench.frameMs());
+            plain.push_back(raw.frameMs(1000000, eye));
+        }
+        print("frame_ms_budget_1M_of_20M", median(ours), "ms");
+        print("frame_ms_blob_raw_gl_1M", median(plain), "ms");
+        // From the last camera move to the full frame that follows unasked.
+        const uint32_t whole = bench.cloud()->wholeSize();
+        bench.cloud()->setPointBudget(1000000);
+        g_lastFinishedDrawn = whole;
+        g_watchedCloud = bench.cloud();
+        timer.restart();
+        orbitEye(0, eye);
+        setSceneCamera(canvas, eye);
+        bench.requestFrame();
+        // The thinned frame of the move, then the full one, each to its end.
+        spinUntil([&] { return g_lastFinishedDrawn.load() < whole; }, 600000);
+        spinUntil([&] { return g_lastFinishedDrawn.load() == whole; }, 600000);
+        g_watchedCloud = nullptr;
+        print("budget_full_frame_after_move_ms", timer.nsecsElapsed() / 1e6, "ms");
+        bench.cloud()->setPointBudget(0);
+        bench.cloud()->setWholeSize(0);
+    }
+    {
+        // A 10M-point scan handed over as one patch, as resuming or loading one does.
+        RawGlCloud raw(kTen, 1280, 1024);
+        CloudBench bench(canvas, frames);
+        bench.cloud()->setBoxValue(osg::Vec3f(-1, -1, -1), osg::Vec3f(1, 1, 1));
+        setSceneCamera(canvas, eye);
+        bench.frameMs();
+        auto patch = scenePatch(false, 0, 0, kTen);
+        QElapsedTimer timer;
+        timer.start();
+        raw.replace(kTen, (*patch->vertArr)[0].ptr(), (*patch->normArr)[0].ptr(),
+                    (*patch->clrArr)[0].ptr());
+        raw.frameMs(kTen, eye);
+        const double rawMs = timer.nsecsElapsed() / 1e6;
+        timer.restart();
+        bench.cloud()->setWholeSize(kTen);
+        bench.cloud()->setPatchVertexSize(kTen);
+        bench.cloud()->addIncreasePatchData(patch);
+        bench.frameMs();
+        print("first_frame_ms_uniform_10M_one_patch", timer.nsecsElapsed() / 1e6, "ms");
+        print("first_frame_ms_uniform_raw_gl_10M_one_patch", rawMs, "ms");
+        patch.reset();
+        for (int points : {1000000, kTen}) {
+            bench.cloud()->setWholeSize(points);
+            std::vector<double> ours, plain;
+            for (int step = 1; step <= 3; ++step) {
+                orbitEye(step, eye);
+                setSceneCamera(canvas, eye);
+                ours.push_back(bench.frameMs());
+                plain.push_back(raw.frameMs(points, eye));
+            }
+            const bool ten = points == kTen;
+            print(ten ? "frame_ms_uniform_10M_orbit" : "frame_ms_uniform_1M_orbit", median(ours),
+                  "ms");
+            print(ten ? "frame_ms_uniform_raw_gl_10M_orbit" : "frame_ms_uniform_raw_gl_1M_orbit",
+                  median(plain), "ms");
+        }
+        bench.cloud()->setWholeSize(0);
+    }
+}
+
+} // namespace
+
 int main(int argc, char** argv)
 {
     QGuiApplication app(argc, argv);
+    const bool scenesOnly = argc > 1 && std::strcmp(argv[1], "--scenes") == 0;
     std::printf("memcpy_gbps %.2f GB/s\n", memcpyGbps());
     std::printf("scatter_limit_mpts %.1f Mpoints/s\n", scatterLimitMpts());
     std::fflush(stdout);
@@ -320,12 +533,19 @@ int main(int argc, char** argv)
     window.resize(1280, 1024);
     auto* canvas = new Canvas3DItem(window.contentItem());
     canvas->setSize(QSizeF(1280, 1024));
-    canvas->addOperation(new LambdaOperation([frames](RenderInfo& info) {
+    canvas->addOperation(new LambdaOperation([frames, scenesOnly](RenderInfo& info) {
+        // The plain program's frames end with glFinish: so do these, to time the same thing.
+        if (scenesOnly)
+            info.masterCamera()->addFinalDrawCallback(new FinishCallback);
         info.masterCamera()->addFinalDrawCallback(new FrameCounterCallback(frames));
     }));
     window.show();
     spinUntil([&] { return frames->load() > 0; }, 30000);
     const double firstFrameMs = sinceCreation.nsecsElapsed() / 1e6;
+    if (scenesOnly) {
+        runScenes(canvas, frames);
+        return 0;
+    }
 
     {
         CloudBench bench(canvas, frames);

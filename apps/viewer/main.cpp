@@ -11,6 +11,7 @@
 #include "viewer_effects.h"
 #include "viewer_gizmo.h"
 #include "viewer_keys.h"
+#include "viewer_point_budget.h"
 #include "viewer_selection.h"
 #include "viewer_transparent.h"
 
@@ -163,9 +164,12 @@ int main(int argc, char** argv)
         "markers", "Show the targets of <file>: one a line, x y z nx ny nz radius [code].", "file");
     QCommandLineOption timeoutOption(
         "timeout", "Seconds --grab and --offscreen wait for the complete scene.", "s", "60");
+    QCommandLineOption budgetOption(
+        "point-budget", "Draw at most n scan points a frame while the view moves (0: all).", "n",
+        "0");
     parser.addOptions({grabOption, offscreenOption, outOption, sizeOption, pointsOption,
                        patchOption, rateOption, scanOption, waitPointsOption, timeoutOption,
-                       markersOption});
+                       markersOption, budgetOption});
     parser.addPositionalArgument("files", "Meshes and point clouds to open (PLY, OBJ, STL, XYZ, "
                                           "ASC, TXT, PTS).");
     parser.process(app);
@@ -244,6 +248,12 @@ int main(int argc, char** argv)
     std::atomic<bool> grabbing{false};
     UndoHistory history;
     ViewerSelection selection(&history); // outlives the window, as the history does
+    ViewerPointBudget budget(cloud.get());
+    if (cloud && !budget.apply(parser.value(budgetOption))) {
+        std::fprintf(stderr, "bad --point-budget '%s', expected a count of points\n",
+                     qPrintable(parser.value(budgetOption)));
+        return 2;
+    }
     QQmlApplicationEngine engine;
     engine.rootContext()->setContextProperty("viewerWidth", width);
     engine.rootContext()->setContextProperty("viewerHeight", height);
@@ -254,6 +264,7 @@ int main(int argc, char** argv)
         shown + "\n" + keyHelp() + (problems.isEmpty() ? QString() : "\n" + problems.join("\n")));
     engine.rootContext()->setContextProperty("scan", scan.get());
     engine.rootContext()->setContextProperty("selection", &selection);
+    engine.rootContext()->setContextProperty("pointBudget", cloud ? &budget : nullptr);
     engine.load(QUrl("qrc:/viewer/main.qml"));
     if (engine.rootObjects().isEmpty())
         return 1;

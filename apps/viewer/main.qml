@@ -26,7 +26,8 @@ Window {
             id: status
             anchors.centerIn: parent
             color: "white"
-            text: viewerStatus + (scan ? "\n" + scan.progress : "")
+            text: viewerStatus + (scan ? "\n" + scan.progress : "") +
+                  (pointBudget && pointBudget.text ? "\n" + pointBudget.text : "")
         }
     }
 

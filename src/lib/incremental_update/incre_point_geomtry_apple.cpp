@@ -60,6 +60,8 @@ void IncrePointGeometryApple::releaseGLObjects(osg::State* state) const
     if (m_wholeDataBuf && m_wholeDataBuf->isInited())
         m_wholeDataBuf->release();
     self->deleteGLBuffer(self->m_increGLBuffer.wholeFrameIdBuffer);
+    self->deleteGLBuffer(self->m_budgetIndexBuffer);
+    self->m_budgetIndexCount = 0;
     self->m_drawProgram.reset();
 }
 
@@ -316,6 +318,7 @@ void IncrePointGeometryApple::drawCall(osg::RenderInfo& renderInfo)
     m_renderThreadId = std::this_thread::get_id();
     if (!m_gl)
         m_gl = getGlFun();
+    m_patchesThisFrame = queuedPatchCount() > 0;
     if (resizeBuffer()) {
         updateIncreasePatchs();
         if (!m_bRigidScan)
@@ -327,8 +330,10 @@ void IncrePointGeometryApple::drawCall(osg::RenderInfo& renderInfo)
 void IncrePointGeometryApple::drawWhole(osg::RenderInfo& renderInfo)
 {
     const uint32_t whole = m_wholeSize;
-    if (!m_gl || whole == 0 || !m_drawProgram || !m_drawProgram->getProgram())
+    if (!m_gl || whole == 0 || !m_drawProgram || !m_drawProgram->getProgram()) {
+        m_drawnPointCount = 0;
         return;
+    }
     m_drawProgram->use();
     setWholePointCloudUniform(renderInfo);
     m_gl->glBindVertexArray(m_increGLBuffer.vao);
@@ -355,11 +360,17 @@ void IncrePointGeometryApple::drawWhole(osg::RenderInfo& renderInfo)
         m_drawLimitLogged = false;
     }
     const GLsizei drawCount = static_cast<GLsizei>(count / m_drawStep);
+    const uint32_t stride = budgetStride(renderInfo, static_cast<uint64_t>(drawCount));
+    m_drawnPointCount =
+        static_cast<uint32_t>((static_cast<uint64_t>(drawCount) + stride - 1) / stride);
     if (const GLenum pending = m_gl->glGetError())
         qCWarning(orvane) << "drawWhole"
                           << "OpenGL error before glDrawArrays, error:" << pending
                           << "drawCount:" << drawCount << "wholeSize:" << whole;
-    m_gl->glDrawArrays(GL_POINTS, 0, drawCount);
+    if (stride > 1)
+        drawThinned(static_cast<uint32_t>(drawCount), stride);
+    else
+        m_gl->glDrawArrays(GL_POINTS, 0, drawCount);
     if (const GLenum error = m_gl->glGetError())
         qCWarning(orvane) << "drawWhole"
                           << "glDrawArrays failed, error:" << error << "drawCount:" << drawCount

@@ -3,6 +3,7 @@
 #include "incre_base_geomtry_apple.h"
 #include "incre_whole_data_buffer.h"
 
+#include <QElapsedTimer>
 #include <QMutex>
 #include <QString>
 #include <array>
@@ -57,6 +58,14 @@ public:
     void openFrameDbgLogOpen(bool open) { m_frameDbgLog = open; }
     void setBoxValue(const osg::Vec3f& min, const osg::Vec3f& max);
     void setForbidenSparseBuffer(bool) {}
+    // At most `points` points a frame while the view moves or patches stream in, spread evenly
+    // over the whole cloud; once nothing has changed for a moment a full frame follows on its
+    // own once `settleMs` have passed without a change. 0, the default, draws every point in
+    // every frame. Any thread.
+    void setPointBudget(uint32_t points, int settleMs = 250);
+    uint32_t pointBudget() const { return m_pointBudget; }
+    // Points the cloud's last frame drew.
+    uint32_t drawnPointCount() const { return m_drawnPointCount; }
 
     // With a current GL context (render thread).
     void initDrawCall() override;
@@ -123,6 +132,13 @@ private:
     void updatePatchToWholeBuffer(IncrePatchData* patch, const WholePointBufferData& data);
     void updateFrameMatrixBuffer();
     void drawWhole(osg::RenderInfo& renderInfo);
+    // Every how many points the frame draws one: 1, or more under a budget while the view or
+    // the cloud changes. Arms the full frame that follows.
+    uint32_t budgetStride(osg::RenderInfo& renderInfo, uint64_t count);
+    void requestFrameAfter(osg::RenderInfo& renderInfo, qint64 delayMs);
+    // Every `stride`-th of the first `count` points, in one draw through an index list (a
+    // vertex stride that large is beyond what GL allows). The vertex array object is bound.
+    void drawThinned(uint32_t count, uint32_t stride);
     bool updateDrawablePointCapacity();
     void setWholePointCloudUniform(osg::RenderInfo& renderInfo);
     bool fetchOsgUniform(osg::RenderInfo& renderInfo);
@@ -171,6 +187,18 @@ private:
     std::shared_ptr<IncrePtDataWholeBuffer> m_wholeDataBuf;
     bool m_frameDbgLog = false;
     bool m_sparseBufferSupported = false;
+    std::atomic<uint32_t> m_pointBudget{0};
+    std::atomic<int> m_settleMs{250};
+    std::atomic<uint32_t> m_drawnPointCount{0};
+    GLuint m_budgetIndexBuffer = 0;
+    uint32_t m_budgetIndexCount = 0;
+    uint32_t m_budgetIndexStride = 0;
+    bool m_patchesThisFrame = false;
+    osg::Matrixf m_frameViewProjection;
+    osg::Matrixf m_lastViewProjection;
+    uint32_t m_lastWholeSize = 0;
+    QElapsedTimer m_sinceChange;
+    std::shared_ptr<std::atomic<bool>> m_wakeArmed = std::make_shared<std::atomic<bool>>(false);
 };
 
 // Depth-first search for the live cloud under `root`.

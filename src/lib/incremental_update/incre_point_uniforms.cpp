@@ -46,7 +46,8 @@ void IncrePointGeometryApple::setWholePointCloudUniform(osg::RenderInfo& renderI
     p.setMat4("modelMatrix", m.model);
     p.setMat4("modelViewMatrix", m.modelView);
     p.setMat4("projectMatrix", m.projection);
-    p.setMat4("modelViewProjectMatrix", m.modelView * m.projection);
+    m_frameViewProjection = m.modelView * m.projection;
+    p.setMat4("modelViewProjectMatrix", m_frameViewProjection);
     p.setBool("hasColor", m_hasColor);
     p.setBool("showColorSpectrum", m_showColorSpectrum);
     if (m_frameRtTexture.image)

@@ -1,0 +1,87 @@
+// The point budget: a thinned cloud while things move, the whole of it once they stop.
+#include "incre_point_geomtry_apple.h"
+
+#include "canvas_base.h"
+#include "render_info.h"
+
+#include <QPointer>
+#include <QTimer>
+#include <algorithm>
+#include <vector>
+
+namespace Vorna {
+namespace Orvane {
+
+void IncrePointGeometryApple::setPointBudget(uint32_t points, int settleMs)
+{
+    m_settleMs = std::max(settleMs, 1);
+    m_pointBudget = points;
+}
+
+uint32_t IncrePointGeometryApple::budgetStride(osg::RenderInfo& renderInfo, uint64_t count)
+{
+    const uint32_t whole = m_wholeSize;
+    const bool changed = m_patchesThisFrame || whole != m_lastWholeSize ||
+                         m_frameViewProjection != m_lastViewProjection;
+    m_patchesThisFrame = false;
+    m_lastWholeSize = whole;
+    m_lastViewProjection = m_frameViewProjection;
+    if (changed || !m_sinceChange.isValid())
+        m_sinceChange.start();
+    const uint32_t budget = m_pointBudget;
+    if (budget == 0 || count <= budget)
+        return 1;
+    const qint64 quiet = m_sinceChange.elapsed(), settle = m_settleMs;
+    if (!changed && quiet >= settle)
+        return 1;
+    requestFrameAfter(renderInfo, settle - quiet);
+    // The smallest stride that keeps the count within the budget.
+    return static_cast<uint32_t>((count + budget - 1) / budget);
+}
+
+void IncrePointGeometryApple::drawThinned(uint32_t count, uint32_t stride)
+{
+    const uint32_t drawn = static_cast<uint32_t>((uint64_t(count) + stride - 1) / stride);
+    if (!m_budgetIndexBuffer)
+        m_gl->glGenBuffers(1, &m_budgetIndexBuffer);
+    // The element binding belongs to the bound vertex array object.
+    m_gl->glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, m_budgetIndexBuffer);
+    if (drawn != m_budgetIndexCount || stride != m_budgetIndexStride) {
+        std::vector<GLuint> indices(drawn);
+        for (uint32_t i = 0; i < drawn; ++i)
+            indices[i] = i * stride;
+        m_gl->glBufferData(GL_ELEMENT_ARRAY_BUFFER,
+                           static_cast<GLsizeiptr>(indices.size() * sizeof(GLuint)), indices.data(),
+                           GL_DYNAMIC_DRAW);
+        m_budgetIndexCount = drawn;
+        m_budgetIndexStride = stride;
+    }
+    m_gl->glDrawElements(GL_POINTS, static_cast<GLsizei>(drawn), GL_UNSIGNED_INT, nullptr);
+}
+
+void IncrePointGeometryApple::requestFrameAfter(osg::RenderInfo& renderInfo, qint64 delayMs)
+{
+    RenderInfo* info = renderInfoOf(renderInfo);
+    if (!info || !info->canvas || m_wakeArmed->exchange(true))
+        return;
+    QPointer<CanvasBase> canvas = info->canvas.get();
+    std::shared_ptr<std::atomic<bool>> armed = m_wakeArmed;
+    const int delay = static_cast<int>(std::max<qint64>(delayMs, 1));
+    // The timer lives on the canvas's thread, which runs an event loop; the render thread may
+    // be busy drawing when it fires.
+    QMetaObject::invokeMethod(
+        canvas.data(),
+        [canvas, armed, delay] {
+            if (!canvas)
+                return;
+            QTimer::singleShot(delay, canvas.data(), [canvas, armed] {
+                armed->store(false);
+                if (canvas)
+                    canvas->frame();
+            });
+        },
+        Qt::QueuedConnection);
+}
+
+} // namespace Orvane
+} // namespace Vorna
