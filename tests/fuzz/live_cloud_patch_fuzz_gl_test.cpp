@@ -5,10 +5,10 @@
 #include "incre_point_geomtry_apple.h"
 #include "live_cloud_start.h"
 
-#include <gtest/gtest.h>
-#include <cmath>
 #include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <gtest/gtest.h>
 #include <limits>
 
 using namespace Vorna::Orvane;
@@ -59,8 +59,8 @@ public:
         patch->clrArr = withColor ? new osg::Vec3Array : nullptr;
         patch->stateArr = withState ? new osg::ByteArray : nullptr;
         for (int i = 0; i < n; ++i) {
-            patch->vertArr->push_back(coordinate());
-            patch->normArr->push_back(coordinate());
+            patch->vertArr->push_back(osg::Vec3(coordinate(), coordinate(), coordinate()));
+            patch->normArr->push_back(osg::Vec3(coordinate(), coordinate(), coordinate()));
             if (withColor)
                 patch->clrArr->push_back(osg::Vec3(unit(), unit(), unit()));
             if (withState)
@@ -265,9 +265,8 @@ TEST_P(LiveCloudPatchFuzz, EveryBadPatchIsLoggedAndTheCloudEqualsTheModel)
             const Kind kind = static_cast<Kind>(random() % KindCount);
             auto patch = fuzz.make(kind, model);
             // A bad-id patch whose ids all happened to be good is a good one.
-            if (kind == BadIds &&
-                std::all_of(patch->patchIdData.begin(), patch->patchIdData.end(),
-                            [](int id) { return id >= 0 && id < kIds; }))
+            if (kind == BadIds && std::all_of(patch->patchIdData.begin(), patch->patchIdData.end(),
+                                              [](int id) { return id >= 0 && id < kIds; }))
                 ++expected[Good];
             else
                 ++expected[kind];

@@ -22,8 +22,7 @@ QByteArray plyHeader(const char* format)
            "property list uchar int vertex_indices\nend_header\n";
 }
 
-template <typename T>
-void put(QByteArray& out, T value, bool bigEndian)
+template <typename T> void put(QByteArray& out, T value, bool bigEndian)
 {
     T stored = bigEndian ? qToBigEndian(value) : qToLittleEndian(value);
     out.append(reinterpret_cast<const char*>(&stored), sizeof(T));
@@ -82,10 +81,24 @@ std::vector<Seed> seeds()
     };
 }
 
-const char* const kTokens[] = {"nan", "inf", "-inf", "-1", "0", "4294967295", "2147483648",
-                               "99999999999999999999", "1e39", "-0", "\n", " ", "end_header\n",
-                               "element vertex 1000000000\n", "property list uint int x\n",
-                               "f 0 -5 999999\n", "facet normal\n", "endsolid\n"};
+const char* const kTokens[] = {"nan",
+                               "inf",
+                               "-inf",
+                               "-1",
+                               "0",
+                               "4294967295",
+                               "2147483648",
+                               "99999999999999999999",
+                               "1e39",
+                               "-0",
+                               "\n",
+                               " ",
+                               "end_header\n",
+                               "element vertex 1000000000\n",
+                               "property list uint int x\n",
+                               "f 0 -5 999999\n",
+                               "facet normal\n",
+                               "endsolid\n"};
 
 QByteArray mutate(QByteArray data, std::mt19937_64& random)
 {
@@ -95,8 +108,10 @@ QByteArray mutate(QByteArray data, std::mt19937_64& random)
         const int at = static_cast<int>(pick(data.size() + 1));
         switch (pick(7)) {
         case 0:
-            if (!data.isEmpty())
-                data[static_cast<int>(pick(data.size()))] ^= static_cast<char>(1 << pick(8));
+            if (!data.isEmpty()) {
+                const int i = static_cast<int>(pick(data.size()));
+                data[i] = static_cast<char>(data.at(i) ^ (1 << pick(8)));
+            }
             break;
         case 1:
             if (!data.isEmpty())

@@ -4,6 +4,7 @@
 #include "fuzz_runs.h"
 #include "gl_test_support.h"
 #include "orvane_singleton.h"
+#include "render_info.h"
 
 #include <gtest/gtest.h>
 #include <osg/Geode>
@@ -21,10 +22,19 @@ void quiet(QtMsgType, const QMessageLogContext&, const QString&) {}
 
 QByteArray garbage(std::mt19937_64& random)
 {
-    static const char* const kPieces[] = {
-        "#version 410 core\n", "void main() {", "}", "gl_Position = vec4(0);", "uniform float u;",
-        "#error\n", "#define A A A\n", "layout(location = 99999) in vec4 p;", "\0", "/*", "\"",
-        "#extension GL_NOPE : require\n", "out vec4 c; void main(){ c = vec4(1); }"};
+    static const char* const kPieces[] = {"#version 410 core\n",
+                                          "void main() {",
+                                          "}",
+                                          "gl_Position = vec4(0);",
+                                          "uniform float u;",
+                                          "#error\n",
+                                          "#define A A A\n",
+                                          "layout(location = 99999) in vec4 p;",
+                                          "\0",
+                                          "/*",
+                                          "\"",
+                                          "#extension GL_NOPE : require\n",
+                                          "out vec4 c; void main(){ c = vec4(1); }"};
     QByteArray text;
     const int pieces = static_cast<int>(random() % 12);
     for (int i = 0; i < pieces; ++i) {
@@ -45,10 +55,10 @@ std::map<osg::Shader::Type, QByteArray> garbageSources(std::mt19937_64& random)
     const int count = static_cast<int>(random() % 4);
     for (int i = 0; i < count; ++i) {
         // Types outside the enumeration too.
-        const osg::Shader::Type types[] = {osg::Shader::VERTEX, osg::Shader::FRAGMENT,
-                                           osg::Shader::GEOMETRY, osg::Shader::COMPUTE,
-                                           osg::Shader::UNDEFINED,
-                                           static_cast<osg::Shader::Type>(random() % 100000)};
+        const osg::Shader::Type types[] = {
+            osg::Shader::VERTEX,    osg::Shader::FRAGMENT,
+            osg::Shader::GEOMETRY,  osg::Shader::COMPUTE,
+            osg::Shader::UNDEFINED, static_cast<osg::Shader::Type>(random() % 100000)};
         sources[types[random() % 6]] = garbage(random);
     }
     return sources;

@@ -111,8 +111,8 @@ bool IncrePointGeometryApple::resizeBuffer()
                                   << "wholeSize:" << whole;
             });
         const qint64 frameIdCount = bytes / 4;
-        const qint64 needed = m_isIncreaseUpdate ? static_cast<qint64>(whole) + headroom
-                                                 : static_cast<qint64>(whole);
+        const qint64 needed =
+            m_isIncreaseUpdate ? static_cast<qint64>(whole) + headroom : static_cast<qint64>(whole);
         if (frameIdCount <= needed) {
             const qint64 target = m_isIncreaseUpdate
                                       ? std::max<qint64>(frameIdCount, whole) + kFrameIdGrowStep

@@ -167,7 +167,8 @@ TEST(CanvasTeardown, OffscreenCanvasDestroyedWhileAFrameRenders)
         *destroying = true;
         surface.reset();
         // The canvas outlives its surface and drops what comes.
-        canvas->addOperation(new LambdaOperation([](RenderInfo&) { FAIL() << "ran without canvas"; }));
+        canvas->addOperation(
+            new LambdaOperation([](RenderInfo&) { FAIL() << "ran without canvas"; }));
         canvas->frame();
     }
 }
@@ -177,7 +178,7 @@ TEST(CanvasTeardown, ApplicationExitsWithOperationsQueued)
     // A process of its own: what runs after main returns is what is under test.
     QProcess helper;
     helper.setProcessChannelMode(QProcess::MergedChannels);
-    helper.start(QStringLiteral(ORVANE_TEARDOWN_HELPER), {});
+    helper.start(QStringLiteral(ORVANE_TEARDOWN_HELPER), QStringList());
     ASSERT_TRUE(helper.waitForFinished(OrvaneTest::scaledTimeout(60000)));
     const QString output = QString::fromLocal8Bit(helper.readAll());
     EXPECT_EQ(helper.exitStatus(), QProcess::NormalExit) << qPrintable(output);

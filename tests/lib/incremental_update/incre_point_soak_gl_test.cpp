@@ -168,8 +168,9 @@ TEST_P(LiveCloudSoak, ProducersPausesAndCameraMovesLoseNoPoint)
     while (timer.elapsed() < durationMs) {
         // The camera goes round the cloud; each turn waits for its frame.
         const double angle = 0.05 * ++turns;
-        ASSERT_TRUE(w.lookAt(osg::Vec3d(50 + 200 * std::cos(angle), 50 + 200 * std::sin(angle), 300),
-                             osg::Vec3d(50, 25, 500), osg::Vec3d(0, 0, 1)));
+        ASSERT_TRUE(
+            w.lookAt(osg::Vec3d(50 + 200 * std::cos(angle), 50 + 200 * std::sin(angle), 300),
+                     osg::Vec3d(50, 25, 500), osg::Vec3d(0, 0, 1)));
         if (turns % 40 == 0) {
             ASSERT_TRUE(pause()) << "pause " << pauses;
             EXPECT_FALSE(cloud->isRunning());
