@@ -11,10 +11,8 @@ export ORVANE_FUZZ_RUNS=${ORVANE_FUZZ_RUNS:-1000000}
 export LIBGL_ALWAYS_SOFTWARE=1
 export LSAN_OPTIONS=suppressions=$root/tests/sanitizers/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-lib=/usr/lib/x86_64-linux-gnu
-if [[ $build == *asan* ]]; then
-  export LD_PRELOAD="$lib/libasan.so.8:$lib/dri/swrast_dri.so:$lib/libdbus-1.so.3"
-fi
+launch=()
+[[ $build == *asan* ]] && launch=("$root/tests/sanitizers/preload.sh")
 pattern=${1:-.}
 status=0
 for target in select_param_fuzz_test model_reader_fuzz_test shader_registration_fuzz_gl_test \
@@ -23,7 +21,7 @@ for target in select_param_fuzz_test model_reader_fuzz_test shader_registration_
   nice -n 10 cmake --build "$build" --target "$target" >/dev/null
   echo "== $target"
   if ! nice -n 10 xvfb-run -a -s "-screen 0 1280x1024x24 -nolisten tcp" \
-    "$build/tests/fuzz/$target" 2>&1 | grep -E "^fuzz |FAILED|PASSED|ERROR|runtime error"; then
+    "${launch[@]}" "$build/tests/fuzz/$target" 2>&1 | grep -E "^fuzz |FAILED|PASSED|ERROR|runtime error"; then
     status=1
   fi
 done
