@@ -71,6 +71,59 @@ public:
     }
 };
 
+// OpenSceneGraph's PLY reader trusts its header: a property before any element, a line short of
+// words or a count past the file's size crash it or make it allocate without end. The header
+// is checked here first.
+bool plyHeaderIsSound(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const qint64 size = file.size();
+    static const QList<QByteArray> kTypes = {
+        "char", "uchar", "short", "ushort", "int",   "uint",   "float",   "double",
+        "int8", "uint8", "int16", "uint16", "int32", "uint32", "float32", "float64"};
+    if (file.readLine(64).trimmed() != "ply")
+        return false;
+    bool format = false, element = false;
+    for (int lines = 0; lines < 10000 && !file.atEnd(); ++lines) {
+        const QByteArray raw = file.readLine(4096);
+        if (!raw.endsWith('\n'))
+            return false;
+        const QList<QByteArray> words = raw.simplified().split(' ');
+        const QByteArray& key = words.value(0);
+        if (key == "end_header")
+            return format;
+        if (key == "comment" || key == "obj_info" || key.isEmpty())
+            continue;
+        if (key == "format") {
+            const QByteArray& kind = words.value(1);
+            if (words.size() != 3 ||
+                (kind != "ascii" && kind != "binary_little_endian" && kind != "binary_big_endian"))
+                return false;
+            format = true;
+        } else if (key == "element") {
+            bool ok = false;
+            const qint64 count = words.value(2).toLongLong(&ok);
+            // Every element takes at least one byte of the file.
+            if (words.size() != 3 || !ok || count < 0 || count > size)
+                return false;
+            element = true;
+        } else if (key == "property") {
+            if (!element)
+                return false;
+            const bool list = words.value(1) == "list";
+            if (list ? (words.size() != 5 || !kTypes.contains(words.value(2)) ||
+                        !kTypes.contains(words.value(3)))
+                     : (words.size() != 3 || !kTypes.contains(words.value(1))))
+                return false;
+        } else {
+            return false;
+        }
+    }
+    return false;
+}
+
 LoadedModel failure(const QString& path, const QString& why)
 {
     LoadedModel model;
@@ -173,6 +226,8 @@ LoadedModel loadModel(const QString& path)
         return readPointList(path);
     if (suffix != "ply" && suffix != "obj" && suffix != "stl")
         return failure(path, "unsupported format; use PLY, OBJ, STL, XYZ, ASC, TXT or PTS");
+    if (suffix == "ply" && !plyHeaderIsSound(path))
+        return failure(path, "the file is damaged, truncated or empty");
     osg::ref_ptr<osg::Node> node = osgDB::readNodeFile(path.toStdString());
     if (!node || !node->getBound().valid())
         return failure(path, "the file is damaged, truncated or empty");

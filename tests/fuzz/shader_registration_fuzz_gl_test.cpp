@@ -54,11 +54,9 @@ std::map<osg::Shader::Type, QByteArray> garbageSources(std::mt19937_64& random)
     std::map<osg::Shader::Type, QByteArray> sources;
     const int count = static_cast<int>(random() % 4);
     for (int i = 0; i < count; ++i) {
-        // Types outside the enumeration too.
-        const osg::Shader::Type types[] = {
-            osg::Shader::VERTEX,    osg::Shader::FRAGMENT,
-            osg::Shader::GEOMETRY,  osg::Shader::COMPUTE,
-            osg::Shader::UNDEFINED, static_cast<osg::Shader::Type>(random() % 100000)};
+        const osg::Shader::Type types[] = {osg::Shader::VERTEX,      osg::Shader::FRAGMENT,
+                                           osg::Shader::GEOMETRY,    osg::Shader::COMPUTE,
+                                           osg::Shader::TESSCONTROL, osg::Shader::UNDEFINED};
         sources[types[random() % 6]] = garbage(random);
     }
     return sources;

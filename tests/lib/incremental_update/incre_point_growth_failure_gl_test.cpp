@@ -83,10 +83,15 @@ TEST(LiveCloudGrowthFailure, RefusedAtAnyBufferKeepsEveryPointDrawnAndQueued)
     osg::ref_ptr<CloudWithFailingBuffers> cloud = new CloudWithFailingBuffers;
     OrvaneTest::startLiveCloud(w, cloud.get(), true);
     ASSERT_TRUE(cloud->isInited());
+    // The value is shared: a frame that comes after a timed-out wait must not write to a
+    // stack that is gone.
     const auto capacity = [&] {
-        qint64 value = 0;
-        w.run(nullptr, [&](RenderInfo&) { value = cloud->buffers->capacity(); });
-        return value;
+        auto value = std::make_shared<qint64>(-1);
+        osg::ref_ptr<CloudWithFailingBuffers> held = cloud;
+        EXPECT_TRUE(w.run(nullptr, [value, held](RenderInfo&) {
+            *value = held->buffers->capacity();
+        })) << "no frame";
+        return *value;
     };
     const auto drain = [&] {
         w.item()->frame();
