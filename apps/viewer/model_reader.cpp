@@ -124,6 +124,43 @@ bool plyHeaderIsSound(const QString& path)
     return false;
 }
 
+// OpenSceneGraph's OBJ reader indexes its arrays with the face indices as written: one past the
+// vertices read so far crashes it. Each index of a face, line or point, absolute or relative,
+// must name a vertex, texture coordinate or normal defined before it.
+bool objIndicesAreSound(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    qint64 counts[3] = {0, 0, 0}; // v, vt, vn
+    while (!file.atEnd()) {
+        const QList<QByteArray> words = file.readLine().simplified().split(' ');
+        const QByteArray& key = words.value(0);
+        if (key == "v")
+            ++counts[0];
+        else if (key == "vt")
+            ++counts[1];
+        else if (key == "vn")
+            ++counts[2];
+        if (key != "f" && key != "l" && key != "p")
+            continue;
+        for (int w = 1; w < words.size(); ++w) {
+            const QList<QByteArray> parts = words[w].split('/');
+            for (int k = 0; k < parts.size() && k < 3; ++k) {
+                if (parts[k].isEmpty() && k > 0)
+                    continue;
+                bool ok = false;
+                const qint64 index = parts[k].toLongLong(&ok);
+                if (!ok || index == 0 || index > counts[k] || index < -counts[k])
+                    return false;
+            }
+            if (parts.size() > 3)
+                return false;
+        }
+    }
+    return true;
+}
+
 LoadedModel failure(const QString& path, const QString& why)
 {
     LoadedModel model;
@@ -226,7 +263,8 @@ LoadedModel loadModel(const QString& path)
         return readPointList(path);
     if (suffix != "ply" && suffix != "obj" && suffix != "stl")
         return failure(path, "unsupported format; use PLY, OBJ, STL, XYZ, ASC, TXT or PTS");
-    if (suffix == "ply" && !plyHeaderIsSound(path))
+    if ((suffix == "ply" && !plyHeaderIsSound(path)) ||
+        (suffix == "obj" && !objIndicesAreSound(path)))
         return failure(path, "the file is damaged, truncated or empty");
     osg::ref_ptr<osg::Node> node = osgDB::readNodeFile(path.toStdString());
     if (!node || !node->getBound().valid())

@@ -119,9 +119,14 @@ TEST(CanvasTeardown, LiveCloudStillFedWhenTheCanvasGoes)
     {
         CanvasWindow w;
         ASSERT_TRUE(w.show());
-        ASSERT_TRUE(w.run(nullptr, [&](RenderInfo& info) {
-            EXPECT_TRUE(cloud->startScan(ViewMgr::getModel(info.mainView()), true));
+        // Starting a scan makes its first buffers: slow under a sanitizer, so a long wait.
+        auto started = std::make_shared<std::atomic<int>>(0);
+        osg::ref_ptr<IncrePointGeometryApple> held = cloud;
+        w.item()->addOperation(new LambdaOperation([held, started](RenderInfo& info) {
+            *started = held->startScan(ViewMgr::getModel(info.mainView()), true) ? 1 : -1;
         }));
+        ASSERT_TRUE(waitUntil([&] { return started->load() != 0; }, 60000));
+        ASSERT_EQ(started->load(), 1);
         cloud->setWholeSize(100000);
         osg::ref_ptr<CanvasBase> canvas = w.item()->getCanvasBase();
         producer = std::thread([&, canvas] {
