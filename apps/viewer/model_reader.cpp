@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QTextStream>
+#include <QtEndian>
 #include <osg/Geode>
 #include <osg/Geometry>
 #include <osg/Light>
@@ -161,6 +162,59 @@ bool objIndicesAreSound(const QString& path)
     return true;
 }
 
+// OpenSceneGraph's STL reader takes a file whose size is not that of its triangle count as text
+// and trusts the text's layout. A text file must be solid / facet normal x y z / outer loop /
+// three vertex x y z / endloop / endfacet ... endsolid, every number a number.
+bool stlIsSound(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray head = file.read(84);
+    if (head.size() == 84) {
+        const quint32 count = qFromLittleEndian<quint32>(head.constData() + 80);
+        if (file.size() == 84 + 50 * qint64(count))
+            return true;
+    }
+    file.seek(0);
+    const auto numbers = [](const QList<QByteArray>& words, int from) {
+        if (words.size() != from + 3)
+            return false;
+        for (int i = from; i < from + 3; ++i) {
+            bool ok = false;
+            words[i].toFloat(&ok);
+            if (!ok)
+                return false;
+        }
+        return true;
+    };
+    // 0 outside a solid, 1 in a solid, 2 in a facet, 3 in its loop.
+    int state = 0, vertices = 0, facets = 0;
+    while (!file.atEnd()) {
+        const QList<QByteArray> words = file.readLine(4096).simplified().split(' ');
+        const QByteArray& key = words.value(0);
+        if (key.isEmpty())
+            continue;
+        if (key == "solid" && state == 0)
+            state = 1;
+        else if (key == "facet" && state == 1 && words.value(1) == "normal" && numbers(words, 2))
+            state = 2;
+        else if (key == "outer" && state == 2 && words.value(1) == "loop")
+            state = 3, vertices = 0;
+        else if (key == "vertex" && state == 3 && numbers(words, 1))
+            ++vertices;
+        else if (key == "endloop" && state == 3 && vertices == 3)
+            state = 2;
+        else if (key == "endfacet" && state == 2)
+            state = 1, ++facets;
+        else if (key == "endsolid" && state == 1)
+            state = 0;
+        else
+            return false;
+    }
+    return state == 0 && facets > 0;
+}
+
 LoadedModel failure(const QString& path, const QString& why)
 {
     LoadedModel model;
@@ -264,7 +318,7 @@ LoadedModel loadModel(const QString& path)
     if (suffix != "ply" && suffix != "obj" && suffix != "stl")
         return failure(path, "unsupported format; use PLY, OBJ, STL, XYZ, ASC, TXT or PTS");
     if ((suffix == "ply" && !plyHeaderIsSound(path)) ||
-        (suffix == "obj" && !objIndicesAreSound(path)))
+        (suffix == "obj" && !objIndicesAreSound(path)) || (suffix == "stl" && !stlIsSound(path)))
         return failure(path, "the file is damaged, truncated or empty");
     osg::ref_ptr<osg::Node> node = osgDB::readNodeFile(path.toStdString());
     if (!node || !node->getBound().valid())
