@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QTextStream>
+#include <QtEndian>
 #include <osg/Geode>
 #include <osg/Geometry>
 #include <osg/Light>
@@ -70,6 +71,149 @@ public:
                 vertexColors ? "meshcolor" : "mesh"));
     }
 };
+
+// OpenSceneGraph's PLY reader trusts its header: a property before any element, a line short of
+// words or a count past the file's size crash it or make it allocate without end. The header
+// is checked here first.
+bool plyHeaderIsSound(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const qint64 size = file.size();
+    static const QList<QByteArray> kTypes = {
+        "char", "uchar", "short", "ushort", "int",   "uint",   "float",   "double",
+        "int8", "uint8", "int16", "uint16", "int32", "uint32", "float32", "float64"};
+    if (file.readLine(64).trimmed() != "ply")
+        return false;
+    bool format = false, element = false;
+    for (int lines = 0; lines < 10000 && !file.atEnd(); ++lines) {
+        const QByteArray raw = file.readLine(4096);
+        if (!raw.endsWith('\n'))
+            return false;
+        const QList<QByteArray> words = raw.simplified().split(' ');
+        const QByteArray& key = words.value(0);
+        if (key == "end_header")
+            return format;
+        if (key == "comment" || key == "obj_info" || key.isEmpty())
+            continue;
+        if (key == "format") {
+            const QByteArray& kind = words.value(1);
+            if (words.size() != 3 ||
+                (kind != "ascii" && kind != "binary_little_endian" && kind != "binary_big_endian"))
+                return false;
+            format = true;
+        } else if (key == "element") {
+            bool ok = false;
+            const qint64 count = words.value(2).toLongLong(&ok);
+            // Every element takes at least one byte of the file.
+            if (words.size() != 3 || !ok || count < 0 || count > size)
+                return false;
+            element = true;
+        } else if (key == "property") {
+            if (!element)
+                return false;
+            const bool list = words.value(1) == "list";
+            if (list ? (words.size() != 5 || !kTypes.contains(words.value(2)) ||
+                        !kTypes.contains(words.value(3)))
+                     : (words.size() != 3 || !kTypes.contains(words.value(1))))
+                return false;
+        } else {
+            return false;
+        }
+    }
+    return false;
+}
+
+// OpenSceneGraph's OBJ reader indexes its arrays with the face indices as written: one past the
+// vertices read so far crashes it. Each index of a face, line or point, absolute or relative,
+// must name a vertex, texture coordinate or normal defined before it.
+bool objIndicesAreSound(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    qint64 counts[3] = {0, 0, 0}; // v, vt, vn
+    while (!file.atEnd()) {
+        const QList<QByteArray> words = file.readLine().simplified().split(' ');
+        const QByteArray& key = words.value(0);
+        if (key == "v")
+            ++counts[0];
+        else if (key == "vt")
+            ++counts[1];
+        else if (key == "vn")
+            ++counts[2];
+        if (key != "f" && key != "l" && key != "p")
+            continue;
+        for (int w = 1; w < words.size(); ++w) {
+            const QList<QByteArray> parts = words[w].split('/');
+            for (int k = 0; k < parts.size() && k < 3; ++k) {
+                if (parts[k].isEmpty() && k > 0)
+                    continue;
+                bool ok = false;
+                const qint64 index = parts[k].toLongLong(&ok);
+                if (!ok || index == 0 || index > counts[k] || index < -counts[k])
+                    return false;
+            }
+            if (parts.size() > 3)
+                return false;
+        }
+    }
+    return true;
+}
+
+// OpenSceneGraph's STL reader takes a file whose size is not that of its triangle count as text
+// and trusts the text's layout. A text file must be solid / facet normal x y z / outer loop /
+// three vertex x y z / endloop / endfacet ... endsolid, every number a number.
+bool stlIsSound(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray head = file.read(84);
+    if (head.size() == 84) {
+        const quint32 count = qFromLittleEndian<quint32>(head.constData() + 80);
+        if (file.size() == 84 + 50 * qint64(count))
+            return true;
+    }
+    file.seek(0);
+    const auto numbers = [](const QList<QByteArray>& words, int from) {
+        if (words.size() != from + 3)
+            return false;
+        for (int i = from; i < from + 3; ++i) {
+            bool ok = false;
+            words[i].toFloat(&ok);
+            if (!ok)
+                return false;
+        }
+        return true;
+    };
+    // 0 outside a solid, 1 in a solid, 2 in a facet, 3 in its loop.
+    int state = 0, vertices = 0, facets = 0;
+    while (!file.atEnd()) {
+        const QList<QByteArray> words = file.readLine(4096).simplified().split(' ');
+        const QByteArray& key = words.value(0);
+        if (key.isEmpty())
+            continue;
+        if (key == "solid" && state == 0)
+            state = 1;
+        else if (key == "facet" && state == 1 && words.value(1) == "normal" && numbers(words, 2))
+            state = 2;
+        else if (key == "outer" && state == 2 && words.value(1) == "loop")
+            state = 3, vertices = 0;
+        else if (key == "vertex" && state == 3 && numbers(words, 1))
+            ++vertices;
+        else if (key == "endloop" && state == 3 && vertices == 3)
+            state = 2;
+        else if (key == "endfacet" && state == 2)
+            state = 1, ++facets;
+        else if (key == "endsolid" && state == 1)
+            state = 0;
+        else
+            return false;
+    }
+    return state == 0 && facets > 0;
+}
 
 LoadedModel failure(const QString& path, const QString& why)
 {
@@ -173,6 +317,9 @@ LoadedModel loadModel(const QString& path)
         return readPointList(path);
     if (suffix != "ply" && suffix != "obj" && suffix != "stl")
         return failure(path, "unsupported format; use PLY, OBJ, STL, XYZ, ASC, TXT or PTS");
+    if ((suffix == "ply" && !plyHeaderIsSound(path)) ||
+        (suffix == "obj" && !objIndicesAreSound(path)) || (suffix == "stl" && !stlIsSound(path)))
+        return failure(path, "the file is damaged, truncated or empty");
     osg::ref_ptr<osg::Node> node = osgDB::readNodeFile(path.toStdString());
     if (!node || !node->getBound().valid())
         return failure(path, "the file is damaged, truncated or empty");

@@ -37,8 +37,19 @@ void captureHandler(QtMsgType type, const QMessageLogContext& context, const QSt
 
 } // namespace
 
+int scaledTimeout(int timeoutMs)
+{
+#ifdef ORVANE_SANITIZED
+    // Sanitizer instrumentation slows the render thread about five times.
+    return timeoutMs * 5;
+#else
+    return timeoutMs;
+#endif
+}
+
 bool waitUntil(const std::function<bool()>& done, int timeoutMs)
 {
+    timeoutMs = scaledTimeout(timeoutMs);
     QElapsedTimer timer;
     timer.start();
     while (!done()) {

@@ -20,7 +20,10 @@ class RenderInfo;
 
 namespace OrvaneTest {
 
-// Spins the event loop until `done` holds or `timeoutMs` passes; returns `done()`.
+// `timeoutMs` stretched for builds whose instrumentation slows every thread.
+int scaledTimeout(int timeoutMs);
+
+// Spins the event loop until `done` holds or `timeoutMs` (scaled) passes; returns `done()`.
 bool waitUntil(const std::function<bool()>& done, int timeoutMs = 5000);
 
 // Records every message of the library's logging category while alive.

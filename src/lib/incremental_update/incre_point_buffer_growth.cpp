@@ -81,8 +81,11 @@ bool IncrePointGeometryApple::resizeBuffer()
                               << "wholeSize:" << whole << "limit:" << kMaxPointCount
                               << "patchSize:" << patch;
         });
-    const ResizeResult result = m_wholeDataBuf->autoResizeByVertNum(
-        m_isIncreaseUpdate, whole, static_cast<uint>(std::max(patch, 0)));
+    // The patch size is headroom only: a wild one must not ask for buffers past the limit.
+    const uint32_t headroom = static_cast<uint32_t>(
+        std::min<qint64>(std::max(patch, 0), static_cast<qint64>(kMaxPointCount) - whole));
+    const ResizeResult result =
+        m_wholeDataBuf->autoResizeByVertNum(m_isIncreaseUpdate, whole, headroom);
     if (result == RR_Failed)
         return failOnce([&] {
             qCWarning(orvane) << "resizeBuffer"
@@ -108,8 +111,8 @@ bool IncrePointGeometryApple::resizeBuffer()
                                   << "wholeSize:" << whole;
             });
         const qint64 frameIdCount = bytes / 4;
-        const qint64 needed = m_isIncreaseUpdate ? static_cast<qint64>(whole) + std::max(patch, 0)
-                                                 : static_cast<qint64>(whole);
+        const qint64 needed =
+            m_isIncreaseUpdate ? static_cast<qint64>(whole) + headroom : static_cast<qint64>(whole);
         if (frameIdCount <= needed) {
             const qint64 target = m_isIncreaseUpdate
                                       ? std::max<qint64>(frameIdCount, whole) + kFrameIdGrowStep

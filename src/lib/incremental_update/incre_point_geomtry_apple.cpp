@@ -5,6 +5,7 @@
 #include "orvane_log.h"
 #include "scene_flags.h"
 
+#include <QCoreApplication>
 #include <QOpenGLContext>
 #include <QString>
 #include <algorithm>
@@ -43,6 +44,10 @@ IncrePointGeometryApple::IncrePointGeometryApple(bool hasColor, bool bindEditPoi
 
 IncrePointGeometryApple::~IncrePointGeometryApple()
 {
+    // Held by a static, the cloud goes after the application and perhaps after the logging
+    // category: no context can be current then, and nothing may be logged.
+    if (!QCoreApplication::instance())
+        return;
     if (!QOpenGLContext::currentContext()) {
         qCWarning(orvane) << "OrvaneSingleton or QOpenGLContext is nullptr!";
         return;

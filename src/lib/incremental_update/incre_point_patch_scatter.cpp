@@ -32,9 +32,11 @@ const char* nullOr(const void* p)
 
 void IncrePointGeometryApple::updateIncreasePatchs()
 {
-    if (!queuedPatchCount())
+    // Only what is queued now: producers that keep pushing must not hold the frame forever.
+    size_t count = queuedPatchCount();
+    if (!count)
         return;
-    while (queuedPatchCount()) {
+    for (; count > 0 && queuedPatchCount(); --count) {
         if (m_isIncreaseUpdate)
             updatePatch();
         else
@@ -86,15 +88,18 @@ void IncrePointGeometryApple::updatePatch()
     }
     const size_t n = patch->vertArr->size();
     const bool hasState = patch->stateArr && patch->stateArr->size() == n;
+    // A colour array of another count would be read past its end by the scatter.
     if (patch->normArr->size() != n || patch->patchIdData.size() != n ||
         (patch->stateArr && patch->stateArr->size() != n) ||
-        (!m_bRigidScan && patch->patchFrameIdData.size() != n)) {
+        (!m_bRigidScan && patch->patchFrameIdData.size() != n) ||
+        (hasColor && patch->clrArr->size() != n)) {
         qCWarning(orvane) << "updatePatch"
                           << "Unexpected patchData size, vertex:" << n
                           << ", normal:" << patch->normArr->size()
                           << ", patchId:" << patch->patchIdData.size()
                           << ", state:" << (patch->stateArr ? patch->stateArr->size() : 0u)
-                          << ", frameId:" << patch->patchFrameIdData.size();
+                          << ", frameId:" << patch->patchFrameIdData.size()
+                          << ", color:" << (patch->clrArr ? patch->clrArr->size() : 0u);
         return;
     }
     if (n == 0) {

@@ -5,9 +5,12 @@
 #include "canvas3d_view.h"
 #include "gl_test_support.h"
 #include "incre_point_geomtry_apple.h"
+#include "orvane_operations.h"
 #include "render_info.h"
 
+#include <atomic>
 #include <gtest/gtest.h>
+#include <memory>
 #include <osg/Geode>
 
 namespace OrvaneTest {
@@ -15,9 +18,17 @@ namespace OrvaneTest {
 inline void startLiveCloud(CanvasWindow& window, Vorna::Orvane::IncrePointGeometryApple* cloud,
                            bool rigid)
 {
-    ASSERT_TRUE(window.run(nullptr, [&](Vorna::Orvane::RenderInfo& info) {
-        EXPECT_TRUE(cloud->startScan(Vorna::Orvane::ViewMgr::getModel(info.mainView()), rigid));
-    }));
+    // The first buffers are large and zero-filled: slow under a sanitizer. The operation holds
+    // what it touches, so a wait that gives up leaves nothing dangling.
+    auto started = std::make_shared<std::atomic<int>>(0);
+    osg::ref_ptr<Vorna::Orvane::IncrePointGeometryApple> held = cloud;
+    window.item()->addOperation(
+        new Vorna::Orvane::LambdaOperation([held, started, rigid](Vorna::Orvane::RenderInfo& info) {
+            *started =
+                held->startScan(Vorna::Orvane::ViewMgr::getModel(info.mainView()), rigid) ? 1 : -1;
+        }));
+    ASSERT_TRUE(waitUntil([&] { return started->load() != 0; }, 60000));
+    EXPECT_EQ(started->load(), 1);
 }
 
 } // namespace OrvaneTest
