@@ -1,5 +1,9 @@
 #include "model_reader.h"
 
+#include <cctype>
+#include <cmath>
+#include <cstring>
+
 #include "canvas3d_shadermanager.h"
 #include "orvane_singleton.h"
 
@@ -72,57 +76,266 @@ public:
     }
 };
 
-// OpenSceneGraph's PLY reader trusts its header: a property before any element, a line short of
-// words or a count past the file's size crash it or make it allocate without end. The header
-// is checked here first.
-bool plyHeaderIsSound(const QString& path)
+// PLY files are read here rather than by OpenSceneGraph's reader, which trusts the file: a
+// property before any element, a count past the file's size, a body shorter than its header
+// says or a face naming a vertex that does not exist crash it or make it allocate without end.
+struct PlyProperty {
+    QByteArray name;
+    int countSize = 0; // bytes of a list's count; 0 for a plain property
+    int valueSize = 0;
+    bool valueFloat = false;
+    bool valueSigned = false;
+};
+
+struct PlyElement {
+    QByteArray name;
+    qint64 count = 0;
+    std::vector<PlyProperty> properties;
+};
+
+// Bytes of a PLY scalar type, 0 for an unknown one.
+int plyTypeSize(const QByteArray& type, bool* isFloat = nullptr, bool* isSigned = nullptr)
+{
+    static const struct {
+        const char* name;
+        int size;
+        bool isFloat, isSigned;
+    } kTypes[] = {
+        {"char", 1, false, true},   {"uchar", 1, false, false},  {"int8", 1, false, true},
+        {"uint8", 1, false, false}, {"short", 2, false, true},   {"ushort", 2, false, false},
+        {"int16", 2, false, true},  {"uint16", 2, false, false}, {"int", 4, false, true},
+        {"uint", 4, false, false},  {"int32", 4, false, true},   {"uint32", 4, false, false},
+        {"float", 4, true, true},   {"float32", 4, true, true},  {"double", 8, true, true},
+        {"float64", 8, true, true}};
+    for (const auto& t : kTypes)
+        if (type == t.name) {
+            if (isFloat)
+                *isFloat = t.isFloat;
+            if (isSigned)
+                *isSigned = t.isSigned;
+            return t.size;
+        }
+    return 0;
+}
+
+// Reads the next value of the body as a double; false past the end or on a malformed word.
+class PlyBody
+{
+public:
+    PlyBody(const QByteArray& data, int offset, int format)
+        : m_data(data), m_at(offset), m_format(format)
+    {
+    }
+
+    bool next(int size, bool isFloat, bool isSigned, double& value)
+    {
+        if (m_format == 0)
+            return nextWord(value);
+        if (m_at + size > m_data.size())
+            return false;
+        unsigned char bytes[8];
+        for (int i = 0; i < size; ++i)
+            bytes[i] = static_cast<unsigned char>(
+                m_data[m_at + (m_format == 2 ? size - 1 - i : i)]); // to little endian
+        m_at += size;
+        quint64 raw = 0;
+        for (int i = size - 1; i >= 0; --i)
+            raw = (raw << 8) | bytes[i];
+        if (isFloat) {
+            if (size == 4) {
+                float f;
+                const quint32 r = static_cast<quint32>(raw);
+                std::memcpy(&f, &r, 4);
+                value = f;
+            } else {
+                std::memcpy(&value, &raw, 8);
+            }
+        } else if (isSigned) {
+            const int shift = 64 - 8 * size;
+            value = static_cast<double>(static_cast<qint64>(raw << shift) >> shift);
+        } else {
+            value = static_cast<double>(raw);
+        }
+        return true;
+    }
+
+private:
+    bool nextWord(double& value)
+    {
+        while (m_at < m_data.size() && std::isspace(static_cast<unsigned char>(m_data[m_at])))
+            ++m_at;
+        const int start = m_at;
+        while (m_at < m_data.size() && !std::isspace(static_cast<unsigned char>(m_data[m_at])))
+            ++m_at;
+        if (m_at == start)
+            return false;
+        bool ok = false;
+        value = m_data.mid(start, m_at - start).toDouble(&ok);
+        return ok;
+    }
+
+    const QByteArray& m_data;
+    int m_at;
+    int m_format; // 0 ascii, 1 little endian, 2 big endian
+};
+
+// A mesh (or, with no faces, a point set) of the file; null when the file is damaged.
+osg::ref_ptr<osg::Geometry> readPly(const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        return false;
-    const qint64 size = file.size();
-    static const QList<QByteArray> kTypes = {
-        "char", "uchar", "short", "ushort", "int",   "uint",   "float",   "double",
-        "int8", "uint8", "int16", "uint16", "int32", "uint32", "float32", "float64"};
-    if (file.readLine(64).trimmed() != "ply")
-        return false;
-    bool format = false, element = false;
-    for (int lines = 0; lines < 10000 && !file.atEnd(); ++lines) {
-        const QByteArray raw = file.readLine(4096);
-        if (!raw.endsWith('\n'))
+        return nullptr;
+    const QByteArray data = file.readAll();
+    const qint64 size = data.size();
+    int at = 0;
+    const auto readLine = [&](QByteArray& line) {
+        const int end = data.indexOf('\n', at);
+        if (end < 0 || end - at > 4096)
             return false;
-        const QList<QByteArray> words = raw.simplified().split(' ');
+        line = data.mid(at, end - at);
+        at = end + 1;
+        return true;
+    };
+    QByteArray line;
+    if (!readLine(line) || line.trimmed() != "ply")
+        return nullptr;
+    int format = -1;
+    std::vector<PlyElement> elements;
+    for (int lines = 0;; ++lines) {
+        if (lines > 10000 || !readLine(line))
+            return nullptr;
+        const QList<QByteArray> words = line.simplified().split(' ');
         const QByteArray& key = words.value(0);
         if (key == "end_header")
-            return format;
+            break;
         if (key == "comment" || key == "obj_info" || key.isEmpty())
             continue;
         if (key == "format") {
-            const QByteArray& kind = words.value(1);
-            if (words.size() != 3 ||
-                (kind != "ascii" && kind != "binary_little_endian" && kind != "binary_big_endian"))
-                return false;
-            format = true;
+            static const QList<QByteArray> kFormats = {"ascii", "binary_little_endian",
+                                                       "binary_big_endian"};
+            format = kFormats.indexOf(words.value(1));
+            if (words.size() != 3 || format < 0)
+                return nullptr;
         } else if (key == "element") {
             bool ok = false;
             const qint64 count = words.value(2).toLongLong(&ok);
             // Every element takes at least one byte of the file.
             if (words.size() != 3 || !ok || count < 0 || count > size)
-                return false;
-            element = true;
+                return nullptr;
+            elements.push_back({words.value(1), count, {}});
         } else if (key == "property") {
-            if (!element)
-                return false;
+            if (elements.empty())
+                return nullptr;
+            PlyProperty property;
             const bool list = words.value(1) == "list";
-            if (list ? (words.size() != 5 || !kTypes.contains(words.value(2)) ||
-                        !kTypes.contains(words.value(3)))
-                     : (words.size() != 3 || !kTypes.contains(words.value(1))))
-                return false;
+            if (list) {
+                property.countSize = plyTypeSize(words.value(2));
+                property.valueSize =
+                    plyTypeSize(words.value(3), &property.valueFloat, &property.valueSigned);
+                if (words.size() != 5 || !property.countSize || !property.valueSize)
+                    return nullptr;
+                property.name = words.value(4);
+            } else {
+                property.valueSize =
+                    plyTypeSize(words.value(1), &property.valueFloat, &property.valueSigned);
+                if (words.size() != 3 || !property.valueSize)
+                    return nullptr;
+                property.name = words.value(2);
+            }
+            elements.back().properties.push_back(property);
         } else {
-            return false;
+            return nullptr;
         }
     }
-    return false;
+    if (format < 0)
+        return nullptr;
+
+    qint64 vertices = 0;
+    for (const PlyElement& element : elements)
+        if (element.name == "vertex")
+            vertices += element.count;
+    PlyBody body(data, at, format);
+    osg::ref_ptr<osg::Vec3Array> positions = new osg::Vec3Array;
+    osg::ref_ptr<osg::Vec3Array> normals = new osg::Vec3Array;
+    osg::ref_ptr<osg::Vec4Array> colors = new osg::Vec4Array;
+    osg::ref_ptr<osg::DrawElementsUInt> triangles = new osg::DrawElementsUInt(GL_TRIANGLES);
+    bool hasNormals = false, hasColors = false;
+    for (const PlyElement& element : elements) {
+        const bool isVertex = element.name == "vertex";
+        // Where each plain property of a vertex goes: 0-2 position, 3-5 normal, 6-9 colour.
+        std::vector<int> targets;
+        static const char* const kSlots[] = {"x",  "y",   "z",     "nx",   "ny",
+                                             "nz", "red", "green", "blue", "alpha"};
+        for (const PlyProperty& property : element.properties) {
+            int slot = -1;
+            for (int k = 0; isVertex && !property.countSize && k < 10; ++k)
+                if (property.name == kSlots[k])
+                    slot = k;
+            hasNormals |= slot >= 3 && slot <= 5;
+            hasColors |= slot >= 6;
+            targets.push_back(slot);
+        }
+        const bool faces = element.name == "face" || element.name == "tristrips";
+        const auto isIndexList = [faces](const PlyProperty& property) {
+            return faces && property.countSize &&
+                   (property.name == "vertex_indices" || property.name == "vertex_index");
+        };
+        for (qint64 i = 0; i < element.count; ++i) {
+            float vertex[10] = {0, 0, 0, 0, 0, 0, 1, 1, 1, 1};
+            std::vector<GLuint> face;
+            for (std::size_t p = 0; p < element.properties.size(); ++p) {
+                const PlyProperty& property = element.properties[p];
+                double count = 1.0;
+                if (property.countSize &&
+                    (!body.next(property.countSize, false, false, count) || count < 0.0 ||
+                     count > size || count != std::floor(count)))
+                    return nullptr;
+                for (qint64 k = 0; k < static_cast<qint64>(count); ++k) {
+                    double value = 0.0;
+                    if (!body.next(property.valueSize, property.valueFloat, property.valueSigned,
+                                   value))
+                        return nullptr;
+                    // Strips mark their restarts with -1.
+                    const bool restart = element.name == "tristrips" && value == -1.0;
+                    if (isIndexList(property) && !restart &&
+                        !(value >= 0.0 && value < static_cast<double>(vertices)))
+                        return nullptr;
+                    if (isIndexList(property) && element.name == "face")
+                        face.push_back(static_cast<GLuint>(value));
+                    if (targets[p] >= 0) {
+                        // Integer colours run 0..255.
+                        const bool byteColor = targets[p] >= 6 && !property.valueFloat;
+                        vertex[targets[p]] = static_cast<float>(byteColor ? value / 255.0 : value);
+                    }
+                }
+            }
+            if (isVertex) {
+                positions->push_back(osg::Vec3(vertex[0], vertex[1], vertex[2]));
+                normals->push_back(osg::Vec3(vertex[3], vertex[4], vertex[5]));
+                colors->push_back(osg::Vec4(vertex[6], vertex[7], vertex[8], vertex[9]));
+            }
+            // Polygons as fans; fewer than three corners make no face.
+            for (std::size_t k = 2; k < face.size(); ++k) {
+                triangles->push_back(face[0]);
+                triangles->push_back(face[k - 1]);
+                triangles->push_back(face[k]);
+            }
+        }
+    }
+    if (positions->empty())
+        return nullptr;
+    osg::ref_ptr<osg::Geometry> geometry = new osg::Geometry;
+    geometry->setVertexArray(positions.get());
+    if (hasNormals)
+        geometry->setNormalArray(normals.get(), osg::Array::BIND_PER_VERTEX);
+    if (hasColors)
+        geometry->setColorArray(colors.get(), osg::Array::BIND_PER_VERTEX);
+    if (triangles->empty())
+        geometry->addPrimitiveSet(
+            new osg::DrawArrays(GL_POINTS, 0, static_cast<GLsizei>(positions->size())));
+    else
+        geometry->addPrimitiveSet(triangles.get());
+    return geometry;
 }
 
 // OpenSceneGraph's OBJ reader indexes its arrays with the face indices as written: one past the
@@ -135,16 +348,30 @@ bool objIndicesAreSound(const QString& path)
         return false;
     qint64 counts[3] = {0, 0, 0}; // v, vt, vn
     while (!file.atEnd()) {
-        const QList<QByteArray> words = file.readLine().simplified().split(' ');
+        const QByteArray line = file.readLine().simplified();
+        // The reader joins a line ending in a backslash with the next one.
+        if (line.endsWith('\\'))
+            return false;
+        const QList<QByteArray> words = line.split(' ');
         const QByteArray& key = words.value(0);
-        if (key == "v")
-            ++counts[0];
-        else if (key == "vt")
-            ++counts[1];
-        else if (key == "vn")
-            ++counts[2];
+        const int kind = key == "v" ? 0 : key == "vt" ? 1 : key == "vn" ? 2 : -1;
+        if (kind >= 0) {
+            // A vertex the reader would skip would shift every index after it.
+            const int needed = kind == 1 ? 2 : 3;
+            for (int w = 1; w <= needed; ++w) {
+                bool ok = false;
+                const double value = words.value(w).toDouble(&ok);
+                if (!ok || !std::isfinite(value))
+                    return false;
+            }
+            ++counts[kind];
+            continue;
+        }
         if (key != "f" && key != "l" && key != "p")
             continue;
+        // Normals are computed from a face's first three corners.
+        if (key == "f" && words.size() < 4)
+            return false;
         for (int w = 1; w < words.size(); ++w) {
             const QList<QByteArray> parts = words[w].split('/');
             for (int k = 0; k < parts.size() && k < 3; ++k) {
@@ -317,10 +544,18 @@ LoadedModel loadModel(const QString& path)
         return readPointList(path);
     if (suffix != "ply" && suffix != "obj" && suffix != "stl")
         return failure(path, "unsupported format; use PLY, OBJ, STL, XYZ, ASC, TXT or PTS");
-    if ((suffix == "ply" && !plyHeaderIsSound(path)) ||
-        (suffix == "obj" && !objIndicesAreSound(path)) || (suffix == "stl" && !stlIsSound(path)))
+    if ((suffix == "obj" && !objIndicesAreSound(path)) || (suffix == "stl" && !stlIsSound(path)))
         return failure(path, "the file is damaged, truncated or empty");
-    osg::ref_ptr<osg::Node> node = osgDB::readNodeFile(path.toStdString());
+    osg::ref_ptr<osg::Node> node;
+    if (suffix == "ply") {
+        if (osg::ref_ptr<osg::Geometry> geometry = readPly(path)) {
+            osg::ref_ptr<osg::Geode> geode = new osg::Geode;
+            geode->addDrawable(geometry.get());
+            node = geode;
+        }
+    } else {
+        node = osgDB::readNodeFile(path.toStdString());
+    }
     if (!node || !node->getBound().valid())
         return failure(path, "the file is damaged, truncated or empty");
     PrepareForCanvas prepare;

@@ -99,3 +99,51 @@ TEST_F(ReaderTest, MeshesThroughTheSceneGraphReaders)
     EXPECT_FALSE(broken.node);
     EXPECT_TRUE(broken.error.startsWith("could not read")) << qPrintable(broken.error);
 }
+
+TEST_F(ReaderTest, BinaryPlyOfEitherByteOrderGivesColouredFannedFaces)
+{
+    for (const bool bigEndian : {false, true}) {
+        QByteArray file = QByteArray("ply\nformat ") +
+                          (bigEndian ? "binary_big_endian" : "binary_little_endian") +
+                          " 1.0\nelement vertex 4\nproperty float x\nproperty float y\n"
+                          "property float z\nproperty uchar red\nproperty uchar green\n"
+                          "property uchar blue\nelement face 1\n"
+                          "property list uchar int vertex_indices\nend_header\n";
+        const auto put = [&](const void* bytes, int size) {
+            for (int i = 0; i < size; ++i)
+                file.append(static_cast<const char*>(bytes)[bigEndian ? size - 1 - i : i]);
+        };
+        const float corners[4][3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
+        for (const auto& c : corners) {
+            for (float v : c)
+                put(&v, 4);
+            file.append("\xff\x80\x00", 3);
+        }
+        file.append('\x04');
+        for (qint32 i : {0, 1, 2, 3})
+            put(&i, 4);
+
+        LoadedModel ply = loadModel(write(bigEndian ? "be.ply" : "le.ply", file));
+        ASSERT_TRUE(ply.node) << qPrintable(ply.error);
+        osg::Geometry* geometry = firstGeometry(ply.node.get());
+        ASSERT_TRUE(geometry);
+        auto* positions = static_cast<osg::Vec3Array*>(geometry->getVertexArray());
+        ASSERT_EQ(positions->size(), 4u);
+        EXPECT_EQ((*positions)[2], osg::Vec3(1, 1, 0));
+        // A quad is two triangles sharing its first corner.
+        ASSERT_EQ(geometry->getNumPrimitiveSets(), 1u);
+        EXPECT_EQ(geometry->getPrimitiveSet(0)->getNumIndices(), 6u);
+        EXPECT_EQ(geometry->getPrimitiveSet(0)->index(3), 0u);
+        EXPECT_EQ(geometry->getPrimitiveSet(0)->index(5), 3u);
+        auto* colors = dynamic_cast<osg::Vec4Array*>(geometry->getColorArray());
+        ASSERT_TRUE(colors);
+        EXPECT_NEAR((*colors)[0].g(), 128.0f / 255.0f, 1e-6f);
+    }
+    // A face naming a fifth vertex of four is refused, not read.
+    LoadedModel bad = loadModel(write("bad.ply", "ply\nformat ascii 1.0\nelement vertex 3\n"
+                                                 "property float x\nproperty float y\n"
+                                                 "property float z\nelement face 1\n"
+                                                 "property list uchar int vertex_indices\n"
+                                                 "end_header\n0 0 0\n1 0 0\n0 1 0\n3 0 1 4\n"));
+    EXPECT_FALSE(bad.node);
+}
