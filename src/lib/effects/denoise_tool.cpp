@@ -2,21 +2,7 @@
 
 #include "screen_pass.h"
 
-#include <OpenThreads/Mutex>
-#include <OpenThreads/ScopedLock>
-
 namespace {
-
-const char* const g_rectVertex = R"(#version 410 core
-layout(location = 0) in vec3 vertex;
-layout(location = 1) in vec2 vTexCoord;
-out vec2 texCoord;
-void main()
-{
-    texCoord = vTexCoord;
-    gl_Position = vec4(vertex, 1.0);
-}
-)";
 
 const char* const g_denoiseFragment = R"(#version 410 core
 in vec2 texCoord;
@@ -60,25 +46,13 @@ namespace Orvane {
 
 osg::Program* DenoiseTool::program()
 {
-    static OpenThreads::Mutex mutex;
-    static osg::ref_ptr<osg::Program> program;
-    OpenThreads::ScopedLock<OpenThreads::Mutex> lock(mutex);
-    if (!program) {
-        program = new osg::Program;
-        program->setName("denoise");
-        program->addShader(new osg::Shader(osg::Shader::VERTEX, g_rectVertex));
-        program->addShader(new osg::Shader(osg::Shader::FRAGMENT, g_denoiseFragment));
-    }
-    return program.get();
+    return ScreenPass::passProgram("denoise", g_denoiseFragment);
 }
 
 osg::ref_ptr<osg::Geode> DenoiseTool::createScreenDenoiseNode()
 {
-    osg::ref_ptr<osg::Geometry> rect = ScreenPass::createRect(program());
-    rect->setDrawCallback(new DenoiseNodeDrawCallback);
-    osg::ref_ptr<osg::Geode> geode = new osg::Geode;
-    geode->setName("denoise_rect");
-    geode->addDrawable(rect.get());
+    osg::ref_ptr<osg::Geode> geode =
+        ScreenPass::createPassNode("denoise_rect", program(), new DenoiseNodeDrawCallback);
     osg::StateSet* ss = geode->getOrCreateStateSet();
     ss->addUniform(new osg::Uniform("threshold", 0.25f));
     ss->addUniform(new osg::Uniform("diffCount", 18));

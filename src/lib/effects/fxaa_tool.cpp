@@ -2,21 +2,7 @@
 
 #include "screen_pass.h"
 
-#include <OpenThreads/Mutex>
-#include <OpenThreads/ScopedLock>
-
 namespace {
-
-const char* const g_rectVertex = R"(#version 410 core
-layout(location = 0) in vec3 vertex;
-layout(location = 1) in vec2 vTexCoord;
-out vec2 texCoord;
-void main()
-{
-    texCoord = vTexCoord;
-    gl_Position = vec4(vertex, 1.0);
-}
-)";
 
 const char* const g_fxaaFragment = R"(#version 410 core
 in vec2 texCoord;
@@ -151,26 +137,12 @@ namespace Orvane {
 
 osg::Program* FXAATool::program()
 {
-    static OpenThreads::Mutex mutex;
-    static osg::ref_ptr<osg::Program> program;
-    OpenThreads::ScopedLock<OpenThreads::Mutex> lock(mutex);
-    if (!program) {
-        program = new osg::Program;
-        program->setName("fxaa");
-        program->addShader(new osg::Shader(osg::Shader::VERTEX, g_rectVertex));
-        program->addShader(new osg::Shader(osg::Shader::FRAGMENT, g_fxaaFragment));
-    }
-    return program.get();
+    return ScreenPass::passProgram("fxaa", g_fxaaFragment);
 }
 
 osg::ref_ptr<osg::Geode> FXAATool::createFXAANode()
 {
-    osg::ref_ptr<osg::Geometry> rect = ScreenPass::createRect(program());
-    rect->setDrawCallback(new FxAANodeDrawCallback);
-    osg::ref_ptr<osg::Geode> geode = new osg::Geode;
-    geode->setName("fxaa_rect");
-    geode->addDrawable(rect.get());
-    return geode;
+    return ScreenPass::createPassNode("fxaa_rect", program(), new FxAANodeDrawCallback);
 }
 
 } // namespace Orvane

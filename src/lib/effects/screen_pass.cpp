@@ -5,14 +5,58 @@
 #include "orvane_log.h"
 #include "render_info.h"
 
+#include <OpenThreads/Mutex>
+#include <OpenThreads/ScopedLock>
 #include <QOpenGLFramebufferObject>
 #include <QOpenGLFunctions_4_1_Core>
+#include <map>
 #include <osg/Depth>
 #include <osgViewer/View>
 
 namespace Vorna {
 namespace Orvane {
 namespace ScreenPass {
+
+namespace {
+
+const char* const g_rectVertex = R"(#version 410 core
+layout(location = 0) in vec3 vertex;
+layout(location = 1) in vec2 vTexCoord;
+out vec2 texCoord;
+void main()
+{
+    texCoord = vTexCoord;
+    gl_Position = vec4(vertex, 1.0);
+}
+)";
+
+} // namespace
+
+osg::Program* passProgram(const std::string& name, const char* fragment)
+{
+    static OpenThreads::Mutex mutex;
+    static std::map<std::string, osg::ref_ptr<osg::Program>> programs;
+    OpenThreads::ScopedLock<OpenThreads::Mutex> lock(mutex);
+    osg::ref_ptr<osg::Program>& program = programs[name];
+    if (!program) {
+        program = new osg::Program;
+        program->setName(name);
+        program->addShader(new osg::Shader(osg::Shader::VERTEX, g_rectVertex));
+        program->addShader(new osg::Shader(osg::Shader::FRAGMENT, fragment));
+    }
+    return program.get();
+}
+
+osg::ref_ptr<osg::Geode> createPassNode(const std::string& name, osg::Program* program,
+                                        osg::Drawable::DrawCallback* callback)
+{
+    osg::ref_ptr<osg::Geometry> rect = createRect(program);
+    rect->setDrawCallback(callback);
+    osg::ref_ptr<osg::Geode> geode = new osg::Geode;
+    geode->setName(name);
+    geode->addDrawable(rect.get());
+    return geode;
+}
 
 osg::ref_ptr<osg::Geometry> createRect(osg::Program* program)
 {

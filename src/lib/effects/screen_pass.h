@@ -9,10 +9,19 @@
 #include <osg/Program>
 #include <osg/RenderInfo>
 #include <osg/Texture2D>
+#include <string>
 
 namespace Vorna {
 namespace Orvane {
 namespace ScreenPass {
+
+// The program of a pass, built on first use from the shared quad vertex stage and `fragment`;
+// one per name, shared by every node of that pass.
+osg::Program* passProgram(const std::string& name, const char* fragment);
+
+// The pass's quad with `program`, drawn by `callback`, alone in a geode named `name`.
+osg::ref_ptr<osg::Geode> createPassNode(const std::string& name, osg::Program* program,
+                                        osg::Drawable::DrawCallback* callback);
 
 // A clip-space quad with `program`, sampler "tex" on unit 0, always passing depth without
 // writing it, blending on, no bounds and no culling.
