@@ -7,6 +7,7 @@
 #include "orvane_operations.h"
 #include "render_info.h"
 #include "view_info.h"
+#include "viewer_keys.h"
 
 #include <cmath>
 #include <osg/ComputeBoundsVisitor>
@@ -74,10 +75,7 @@ ViewerCutDisc::ViewerCutDisc()
 
 bool ViewerCutDisc::handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAdapter& aa)
 {
-    if (ea.getEventType() != osgGA::GUIEventAdapter::KEYDOWN ||
-        (ea.getKey() != 'c' && ea.getKey() != 'C') ||
-        (ea.getModKeyMask() &
-         (osgGA::GUIEventAdapter::MODKEY_CTRL | osgGA::GUIEventAdapter::MODKEY_ALT)))
+    if (!isLetterPress(ea, 'c'))
         return false;
     auto* view = dynamic_cast<osgViewer::View*>(aa.asView());
     ViewInfo* info = ViewMgr::getViewInfo(view);

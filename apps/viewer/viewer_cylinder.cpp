@@ -5,6 +5,7 @@
 #include "orvane_operations.h"
 #include "render_info.h"
 #include "view_info.h"
+#include "viewer_keys.h"
 
 #include <algorithm>
 #include <osg/ComputeBoundsVisitor>
@@ -17,10 +18,7 @@ ViewerCylinder::~ViewerCylinder() = default;
 
 bool ViewerCylinder::handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAdapter& aa)
 {
-    if (ea.getEventType() != osgGA::GUIEventAdapter::KEYDOWN ||
-        (ea.getKey() != 'y' && ea.getKey() != 'Y') ||
-        (ea.getModKeyMask() &
-         (osgGA::GUIEventAdapter::MODKEY_CTRL | osgGA::GUIEventAdapter::MODKEY_ALT)))
+    if (!isLetterPress(ea, 'y'))
         return false;
     auto* view = dynamic_cast<osgViewer::View*>(aa.asView());
     ViewInfo* info = ViewMgr::getViewInfo(view);

@@ -1,5 +1,7 @@
 #include "viewer_keys.h"
+
 #include "undo_history.h"
+#include <cctype>
 
 #include "camera_operations.h"
 #include "canvas3d_shadermanager.h"
@@ -29,6 +31,15 @@ void toggleMaterialLighting(osg::Group* model)
 }
 
 } // namespace
+
+bool isLetterPress(const osgGA::GUIEventAdapter& ea, char letter)
+{
+    const int key = ea.getKey();
+    return ea.getEventType() == osgGA::GUIEventAdapter::KEYDOWN &&
+           (key == std::tolower(letter) || key == std::toupper(letter)) &&
+           !(ea.getModKeyMask() &
+             (osgGA::GUIEventAdapter::MODKEY_CTRL | osgGA::GUIEventAdapter::MODKEY_ALT));
+}
 
 bool ViewerKeys::handle(const osgGA::GUIEventAdapter& ea, osgGA::GUIActionAdapter& aa)
 {
