@@ -61,7 +61,7 @@ bool IncreCurFrameGeometry::setAlpha(float alpha)
 void IncreCurFrameGeometry::setBoxValue(const osg::Vec3f& min, const osg::Vec3f& max)
 {
     m_bboxCallback->setValue(min, max);
-    setComputeBoundingBoxCallback(m_bboxCallback);
+    setComputeBoundingBoxCallback(m_bboxCallback.get());
     dirtyBound();
 }
 
@@ -94,7 +94,7 @@ bool IncreCurFrameGeometry::enableCurFrameDistClr(bool enable)
 
 void IncreCurFrameGeometry::initDrawCall()
 {
-    setComputeBoundingBoxCallback(m_bboxCallback);
+    setComputeBoundingBoxCallback(m_bboxCallback.get());
     initDrawCurrent();
     initBuffer();
     initDistTexture();

@@ -64,7 +64,7 @@ private:
     void drawCurrent(osg::RenderInfo& renderInfo);
     bool fetchCutPlaneOsgUniform(osg::RenderInfo& renderInfo);
 
-    BBoxCallback* m_bboxCallback;
+    osg::ref_ptr<BBoxCallback> m_bboxCallback;
     std::unique_ptr<GLShader> m_drawProgram;
     unsigned int m_vao = 0;
     unsigned int m_vbo = 0;
