@@ -139,9 +139,9 @@ void main()
     float coat = Fc * Dc * Gc / (4.0 * NdotV);
 
     diffuse = (1.0 - metallic) * diffuse;
-    vec3 spec = metal + 0.25 * clearcoat * coat;
+    vec3 reflected = metal + 0.25 * clearcoat * coat;
 
     glDiffuse = vec4(diffuse * (brightnessUniform + 0.2), 1.0);
-    glSpecular = vec4(spec * brightnessUniform, 1.0);
+    glSpecular = vec4(reflected * brightnessUniform, 1.0);
     realDepth = vec4(zDepth, model_id, 0.0, 1.0);
 }

@@ -34,12 +34,12 @@ Column {
             property int lightIndex: modelData.index
             property string key: lightIndex < 0 ? "lightBk" : "light" + lightIndex
             function send() {
-                $DbgRender.setLightParam(amb.value, diff.value, spec.value, shin.value, lightIndex)
+                $DbgRender.setLightParam(amb.value, diff.value, specularSlider.value, shin.value, lightIndex)
             }
             function restore() {
                 amb.restore(modelData.param[0])
                 diff.restore(modelData.param[1])
-                spec.restore(modelData.param[2])
+                specularSlider.restore(modelData.param[2])
                 shin.restore(modelData.param[3])
             }
             Text {
@@ -63,7 +63,7 @@ Column {
                 onEdited: light.send()
             }
             AdjustValue {
-                id: spec
+                id: specularSlider
                 objectName: light.key + "_spec"
                 label: "specular"
                 value: modelData.param[2]
