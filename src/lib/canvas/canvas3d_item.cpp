@@ -174,6 +174,7 @@ void Canvas3DItem::monitorScreenRefreshRateChanged()
 
 void Canvas3DItem::frame()
 {
+    ++m_frameRequests;
     postToItemThread([this] {
         if (m_remainingMs == 0) {
             m_remainingMs = frameIntervalMs();
@@ -193,6 +194,7 @@ void Canvas3DItem::frame()
 
 void Canvas3DItem::framing(float seconds)
 {
+    ++m_frameRequests;
     postToItemThread([this, seconds] {
         m_remainingMs = std::max(static_cast<int>(seconds * 1000.0f), frameIntervalMs());
         m_elapsedTimer->restart();
@@ -241,13 +243,19 @@ void Canvas3DItem::callUpdate()
     w->update();
     if (m_remainingMs == 0)
         return;
+    // The tick that spends the budget still asks for a frame, one more than was asked for
+    // when frames are slow: the renderer shows the last image again for it unless something
+    // was asked for since.
+    const bool spendsBudget = m_elapsedTimer->elapsed() >= m_remainingMs;
     switch (m_triggerUpdateType) {
     case TimerTrigger:
         update();
+        m_lastUpdateSpendsBudget = spendsBudget;
         break;
     case FrameSwappedTrigger:
         if (++m_frameSwappedCount >= m_frameSwappedInterval) {
             update();
+            m_lastUpdateSpendsBudget = spendsBudget;
             m_frameSwappedCount = 0;
         }
         break;
@@ -358,8 +366,13 @@ void Canvas3DItem::setUpdateBlocked(bool block)
     if (!renderer)
         return;
     // Unblocking asks for one frame; QQuickItem::update() belongs to the GUI thread.
-    if (renderer->setUpdateBlocked(block))
-        postToItemThread([this] { update(); });
+    if (renderer->setUpdateBlocked(block)) {
+        ++m_frameRequests;
+        postToItemThread([this] {
+            m_lastUpdateSpendsBudget = false;
+            update();
+        });
+    }
 }
 
 void Canvas3DItem::setSamples(uint samples)

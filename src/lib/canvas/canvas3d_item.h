@@ -91,6 +91,8 @@ public:
     bool isRendererCreated() const { return m_rendererCreated; }
     // Milliseconds of frames still wanted; 0 when the canvas is idle. GUI thread.
     int remainingFrameBudget() const { return m_remainingMs; }
+    // Counts frame(), framing() and unblocking, on whatever thread they were called.
+    quint64 frameRequests() const { return m_frameRequests.load(); }
     TriggerUpdateType getTriggerUpdateType() const { return m_triggerUpdateType; }
     void setTriggerUpdateType(TriggerUpdateType type);
 
@@ -178,6 +180,10 @@ private:
     qint64 m_lastReconnectClock = 0;
     int m_maxFrame = 60;
     int m_remainingMs = 0;
+    std::atomic<quint64> m_frameRequests{0};
+    // The last update() came from the tick that spent the budget. GUI thread; read by the
+    // renderer's synchronize, which runs with the GUI thread blocked.
+    bool m_lastUpdateSpendsBudget = false;
     QScopedPointer<KeyEventFilter> m_keyEventFilter;
     // Set by createRenderer; cleared when QtQuick deletes the renderer.
     mutable std::atomic<Canvas3DRenderer*> m_renderer{nullptr};

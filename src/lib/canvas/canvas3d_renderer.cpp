@@ -76,6 +76,9 @@ void Canvas3DRenderer::synchronize(QQuickFramebufferObject* item)
     auto* canvasItem = static_cast<Canvas3DItem*>(item);
     m_renderInfo->canvas = canvasItem->getCanvasBase();
     m_window = canvasItem->window();
+    m_requestsSeen = canvasItem->frameRequests();
+    m_reuseImage = canvasItem->m_lastUpdateSpendsBudget && m_requestsSeen == m_requestsDrawn;
+    canvasItem->m_lastUpdateSpendsBudget = false;
     // Node state belongs to the render thread: invalidate here, with the GUI thread blocked.
     if (m_samplesChanged.exchange(false))
         invalidateFramebufferObject();
@@ -87,6 +90,7 @@ QOpenGLFramebufferObject* Canvas3DRenderer::createFramebufferObject(const QSize&
     format.setAttachment(QOpenGLFramebufferObject::CombinedDepthStencil);
     format.setSamples(static_cast<int>(m_samples.load()));
     auto* fbo = new QOpenGLFramebufferObject(size, format);
+    m_framebufferFresh = true;
     m_renderInfo->setFBO(fbo);
     return fbo;
 }
@@ -109,6 +113,10 @@ void Canvas3DRenderer::render()
 {
     if (m_updateBlocked)
         return;
+    if (m_reuseImage && !m_framebufferFresh)
+        return;
+    m_framebufferFresh = false;
+    m_requestsDrawn = m_requestsSeen;
     QOpenGLContext* context = QOpenGLContext::currentContext();
     // QtQuick drew since our last frame and changed bindings behind OSG's state cache: put the
     // context into a known state and make OSG apply every attribute afresh, or a texture

@@ -50,6 +50,12 @@ private:
     std::atomic<bool> m_updateBlocked{false};
     std::atomic<unsigned int> m_samples{0};
     std::atomic<bool> m_samplesChanged{false};
+    // A frame asked for by nobody (the pacing's last tick) keeps the image already drawn: a
+    // large cloud would otherwise be drawn twice for every request. Render thread.
+    bool m_reuseImage = false;
+    bool m_framebufferFresh = true;
+    quint64 m_requestsSeen = 0;
+    quint64 m_requestsDrawn = ~quint64(0);
 };
 
 } // namespace Orvane

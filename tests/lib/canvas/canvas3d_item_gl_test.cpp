@@ -180,6 +180,64 @@ TEST(Canvas3DItemTest, FramingKeepsFramesComingForItsDuration)
     EXPECT_EQ(w.sceneFrames(), after);
 }
 
+// Stands for a scene that takes longer to draw than a frame period, such as a large cloud.
+class SlowFrameCallback : public osg::Camera::DrawCallback
+{
+public:
+    explicit SlowFrameCallback(std::shared_ptr<std::atomic<bool>> drawing)
+        : m_drawing(std::move(drawing))
+    {
+    }
+    void operator()(osg::RenderInfo&) const override
+    {
+        *m_drawing = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        *m_drawing = false;
+    }
+
+private:
+    std::shared_ptr<std::atomic<bool>> m_drawing;
+};
+
+// Waits until the window has swapped `count` more times: the pacing ticks that follow.
+bool waitForSwaps(QQuickWindow* window, int count)
+{
+    QSignalSpy swaps(window, &QQuickWindow::frameSwapped);
+    return waitUntil([&] { return swaps.count() >= count; });
+}
+
+TEST(Canvas3DItemTest, ASlowFrameAskedForOnceIsDrawnOnce)
+{
+    CanvasWindow w;
+    ASSERT_TRUE(w.show());
+    w.installFrameCounter();
+    auto drawing = std::make_shared<std::atomic<bool>>(false);
+    w.item()->addOperation(new LambdaOperation([drawing](RenderInfo& info) {
+        info.masterCamera()->addFinalDrawCallback(new SlowFrameCallback(drawing));
+    }));
+    ASSERT_TRUE(waitUntil([&] { return w.sceneFrames() > 0; }));
+    ASSERT_TRUE(waitUntil([&] { return w.item()->remainingFrameBudget() == 0; }));
+    ASSERT_TRUE(waitForSwaps(w.window(), 3));
+
+    for (int request = 1; request <= 3; ++request) {
+        const int before = w.sceneFrames();
+        w.item()->frame();
+        ASSERT_TRUE(waitUntil([&] { return w.sceneFrames() > before; }));
+        ASSERT_TRUE(waitUntil([&] { return w.item()->remainingFrameBudget() == 0; }));
+        ASSERT_TRUE(waitForSwaps(w.window(), 3));
+        EXPECT_EQ(w.sceneFrames(), before + 1) << "request " << request;
+    }
+
+    // Asked for while the slow frame is being drawn: drawn in the frame after it.
+    const int before = w.sceneFrames();
+    std::atomic<bool> ran{false};
+    w.item()->frame();
+    ASSERT_TRUE(waitUntil([&] { return drawing->load(); }));
+    w.item()->addOperation(new LambdaOperation([&](RenderInfo&) { ran = true; }));
+    EXPECT_TRUE(waitUntil([&] { return ran.load(); }));
+    EXPECT_TRUE(waitUntil([&] { return w.sceneFrames() >= before + 2; }));
+}
+
 TEST(Canvas3DItemTest, BlockedCanvasQueuesAndUnblockingRunsAllInOneFrame)
 {
     OrvaneTest::LogCapture log;
