@@ -178,6 +178,8 @@ void ViewDatumOperation::doOperation()
     group->addChild(datum.get());
     const float w = datum->getWidth();
     camera->setViewport(datum->getX(), datum->getY(), w, w);
+    // Laid out now, not by its first cull: a one-pixel viewport culls every piece as too small.
+    datum->getViewport()->setViewport(datum->getX(), datum->getY(), w, w);
     if (m_withHome && datum->getHomeCamera())
         group->addChild(datum->getHomeCamera());
     viewer->addView(datumView);
