@@ -11,6 +11,7 @@
 #include <osg/Geode>
 #include <osg/Geometry>
 #include <osgGA/EventVisitor>
+#include <osgViewer/Renderer>
 
 namespace Vorna {
 namespace Orvane {
@@ -177,9 +178,16 @@ void ViewDatumOperation::doOperation()
     group->addChild(datum.get());
     const float w = datum->getWidth();
     camera->setViewport(datum->getX(), datum->getY(), w, w);
+    // Laid out now, not by its first cull: a one-pixel viewport culls every piece as too small.
+    datum->getViewport()->setViewport(datum->getX(), datum->getY(), w, w);
     if (m_withHome && datum->getHomeCamera())
         group->addChild(datum->getHomeCamera());
     viewer->addView(datumView);
+    // A new view compiles its scene before its first draw, and osgText draws itself to compile,
+    // with the matrices and viewport the main view left: the labels would smear over the whole
+    // frame, which this view does not clear. Their GL objects are made on first draw instead.
+    if (auto* renderer = dynamic_cast<osgViewer::Renderer*>(camera->getRenderer()))
+        renderer->setCompileOnNextDraw(false);
 
     auto* handler = new ViewDatumEventHandler;
     handler->setName("ViewDatumHandler");

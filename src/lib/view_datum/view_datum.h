@@ -52,8 +52,7 @@ public:
     void releaseGLObjects(osg::State* state = nullptr) const override;
 
     void setScale(float scale) { m_scale = scale; }
-    // Before init. Off by default: with the labels drawn, meshes of the main view drawn later
-    // without a colour array come out in the colour of the last label.
+    // Before init: the face words and the X, Y, Z labels (on by default).
     void setShowLabels(bool show) { m_showLabels = show; }
     void setViewDatumMargin(float x, float y)
     {
@@ -121,7 +120,7 @@ private:
     float m_marginY = 2.0f;
     float m_dpiScale;
     float m_homeSize = 12.0f;
-    bool m_showLabels = false;
+    bool m_showLabels = true;
 };
 
 } // namespace Orvane

@@ -1,12 +1,17 @@
 // The HUD camera and the gizmo's own view, added to and removed from a live canvas.
 #include "canvas3d_view.h"
 #include "gl_test_support.h"
+#include "orvane_operations.h"
 #include "orvane_singleton.h"
 #include "view_datum.h"
 #include "view_datum_event_handler.h"
 #include "view_datum_operation.h"
 
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
+#include <atomic>
 #include <gtest/gtest.h>
+#include <vector>
 
 using namespace Vorna::Orvane;
 using OrvaneTest::CanvasWindow;
@@ -36,6 +41,35 @@ int countHandlers(osgViewer::View* view)
         n += handler->getName() == "ViewDatumHandler" ? 1 : 0;
     return n;
 }
+
+// Reads the whole canvas once, after the first draw of the camera it is set on: the frame in
+// which that camera's view is new.
+class FirstDrawReader : public osg::Camera::DrawCallback
+{
+public:
+    FirstDrawReader(int width, int height) : width(width), height(height) {}
+
+    void operator()(osg::RenderInfo&) const override
+    {
+        if (done)
+            return;
+        pixels.resize(size_t(width) * size_t(height) * 4);
+        QOpenGLContext::currentContext()->functions()->glReadPixels(
+            0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+        done = true;
+    }
+
+    // Rows from the bottom, as GL counts them.
+    QColor at(int x, int y) const
+    {
+        const unsigned char* p = &pixels[(size_t(y) * size_t(width) + size_t(x)) * 4];
+        return QColor(p[0], p[1], p[2]);
+    }
+
+    const int width, height;
+    mutable std::vector<unsigned char> pixels;
+    mutable std::atomic<bool> done{false};
+};
 
 class HudAndDatumTest : public ::testing::Test
 {
@@ -200,4 +234,52 @@ TEST_F(HudAndDatumTest, RemovingAViewTakesItsDatumAlong)
     ASSERT_TRUE(w.run(OrvaneSingleton::instance()->removeView(second.get()), count));
     EXPECT_EQ(views, 0);
     EXPECT_EQ(total, before);
+}
+
+TEST_F(HudAndDatumTest, TheGizmosFirstFrameShowsTheCubeAndLeavesTheRestAlone)
+{
+    // Nothing in the main view: every pixel outside the gizmo is the clear colour.
+    const QColor clear(26, 51, 77);
+    ASSERT_TRUE(w.run(new ClearColorOperation(
+        osg::Vec4f(float(clear.redF()), float(clear.greenF()), float(clear.blueF()), 1.0f))));
+    ASSERT_TRUE(w.run(nullptr));
+
+    osg::ref_ptr<FirstDrawReader> reader;
+    osg::Vec4d gizmo;
+    // Large, so that its labels are large too.
+    ASSERT_TRUE(
+        w.run(new ViewDatumOperation(nullptr, true, true, false, true, 2.0f, 2.0f, true, 6.0f),
+              [&](RenderInfo& info) {
+                  const osg::Viewport* vp = info.masterCamera()->getViewport();
+                  reader = new FirstDrawReader(int(vp->width()), int(vp->height()));
+                  osgViewer::CompositeViewer* viewer = info.compViewer();
+                  for (unsigned int i = 0; i < viewer->getNumViews(); ++i) {
+                      osgViewer::View* view = viewer->getView(i);
+                      if (view->getName() == "datum") {
+                          view->getCamera()->setFinalDrawCallback(reader.get());
+                          gizmo = viewportOf(view->getCamera());
+                      }
+                  }
+              }));
+    ASSERT_TRUE(reader.valid());
+    ASSERT_GT(gizmo[2], 10.0);
+    ASSERT_TRUE(OrvaneTest::waitUntil([&] { return reader->done.load(); }));
+
+    int stray = 0, cube = 0;
+    for (int y = 0; y < reader->height; ++y)
+        for (int x = 0; x < reader->width; ++x) {
+            // One pixel of slack around the gizmo's square for its rounded edges.
+            const bool inside = x >= gizmo[0] - 1 && x <= gizmo[0] + gizmo[2] + 1 &&
+                                y >= gizmo[1] - 1 && y <= gizmo[1] + gizmo[3] + 1;
+            const QColor c = reader->at(x, y);
+            // 8 of 255: the clear colour goes through an 8-bit target unchanged.
+            if (!inside)
+                stray += OrvaneTest::near(c, clear, 8) ? 0 : 1;
+            // The unlit pieces are 0.7 grey (179); 12 allows for smoothed edges.
+            else
+                cube += OrvaneTest::near(c, QColor(179, 179, 179), 12) ? 1 : 0;
+        }
+    EXPECT_EQ(stray, 0) << "pixels outside the gizmo that are not the clear colour";
+    // Laid out before its first cull, the cube is drawn in this very frame.
+    EXPECT_GT(cube, 0);
 }

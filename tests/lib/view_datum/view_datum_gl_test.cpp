@@ -15,7 +15,10 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <gtest/gtest.h>
+#include <map>
+#include <osg/AutoTransform>
 #include <osg/ComputeBoundsVisitor>
+#include <osgText/Text>
 
 using namespace Vorna::Orvane;
 using OrvaneTest::CanvasWindow;
@@ -420,4 +423,94 @@ TEST_F(ViewDatumTest, DuringAScanAClickJumpsWithoutAnimation)
     const double s2 = std::sqrt(0.5);
     EXPECT_NEAR((look - osg::Vec3d(0, s2, -s2)).length(), 0.0, 1e-4);
     EXPECT_NEAR((up - osg::Vec3d(0, s2, s2)).length(), 0.0, 1e-4);
+}
+
+TEST_F(ViewDatumTest, FacesShowTheirWordsAndAxesTheirLetters)
+{
+    // A word on every face in the text colour, a letter at the end of every axis in its colour.
+    const std::pair<const char*, const char*> words[] = {
+        {"viewDatumCubeFront", "Front"}, {"viewDatumCubeBack", "Back"},
+        {"viewDatumCubeLeft", "Left"},   {"viewDatumCubeRight", "Right"},
+        {"viewDatumCubeTop", "Top"},     {"viewDatumCubeBottom", "Bottom"}};
+    std::map<std::string, osg::Vec4> letterColor;
+    std::map<std::string, osg::Vec3d> letterAt;
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo&) {
+        for (const auto& word : words) {
+            const auto it = datum->getPlanes().find(std::string(word.first) + "Text");
+            if (it == datum->getPlanes().end()) {
+                ADD_FAILURE() << "no word on " << word.first;
+                continue;
+            }
+            EXPECT_EQ(it->second->getName(), "Text");
+            const auto* text = dynamic_cast<const osgText::Text*>(it->second->getDrawable(0));
+            if (!text) {
+                ADD_FAILURE() << "no text drawable on " << word.first;
+                continue;
+            }
+            EXPECT_EQ(text->getText().createUTF8EncodedString(), word.second);
+            EXPECT_EQ(text->getColor(), ViewDatum::getDefaultTextColor());
+        }
+        osg::Group* axes = datum->getRoot()->getChild(0)->asGroup();
+        for (unsigned int i = 0; i < axes->getNumChildren(); ++i) {
+            const auto* at = dynamic_cast<const osg::AutoTransform*>(axes->getChild(i));
+            const osg::Geode* geode = at ? at->getChild(0)->asGeode() : nullptr;
+            const auto* text =
+                geode ? dynamic_cast<const osgText::Text*>(geode->getDrawable(0)) : nullptr;
+            if (!text || geode->getName() != "Text")
+                continue;
+            letterColor[text->getText().createUTF8EncodedString()] = text->getColor();
+            letterAt[text->getText().createUTF8EncodedString()] = at->getPosition();
+        }
+    }));
+    ASSERT_EQ(letterColor.size(), 3u);
+    EXPECT_EQ(letterColor["X"], osg::Vec4(0.9f, 0.2f, 0.2f, 1.0f));
+    EXPECT_EQ(letterColor["Y"], osg::Vec4(0.2f, 0.9f, 0.2f, 1.0f));
+    EXPECT_EQ(letterColor["Z"], osg::Vec4(0.2f, 0.2f, 0.9f, 1.0f));
+
+    // Seen head on, the front face shows its word: pixels far darker than the plain face.
+    ASSERT_TRUE(w.run(manipulator->setCameraDirectionTypeOperation(CM::Front, false)));
+    settle();
+    const osg::Vec2d face = toWindow(pieceCentre("viewDatumCubeFront"));
+    std::map<std::string, osg::Vec2d> letterWindow;
+    for (const auto& letter : letterAt)
+        letterWindow[letter.first] = toWindow(letter.second);
+    const QImage image = w.grab();
+    const auto at = [&](int x, int y) {
+        return image.pixelColor(x, int(w.item()->height()) - 1 - y);
+    };
+    int plain = 0, word = 0;
+    for (int dy = -6; dy <= 6; ++dy)
+        for (int dx = -6; dx <= 6; ++dx) {
+            const QColor c = at(int(face.x()) + dx, int(face.y()) + dy);
+            // The face is 0.7 grey (179) and the word 0.3 (77); glyph edges blend the two, so
+            // 140 tells a stroke from the face and 20 allows for that blending on the face.
+            plain += OrvaneTest::near(c, QColor(179, 179, 179), 20) ? 1 : 0;
+            word += std::max({c.red(), c.green(), c.blue()}) < 140 ? 1 : 0;
+        }
+    EXPECT_GT(plain, 0) << "the front face is not where expected";
+    EXPECT_GT(word, 0) << "no word on the front face";
+
+    // The letters of the two axes across the view stand beside the cube in their colours.
+    int checked = 0;
+    for (const auto& letter : letterWindow) {
+        if ((letter.second - face).length() < 15.0)
+            continue; // the axis towards or away from the eye, in front of or behind the cube
+        ++checked;
+        const osg::Vec4 want = letterColor[letter.first];
+        const int channel = want.r() > 0.5f ? 0 : (want.g() > 0.5f ? 1 : 2);
+        int hits = 0;
+        for (int dy = -4; dy <= 4; ++dy)
+            for (int dx = -4; dx <= 4; ++dx) {
+                const QColor c = at(int(letter.second.x()) + dx, int(letter.second.y()) + dy);
+                const int v[3] = {c.red(), c.green(), c.blue()};
+                // Strokes blend into the background at their edges: the letter's own channel
+                // standing 60 above the other two marks its colour.
+                hits +=
+                    v[channel] > v[(channel + 1) % 3] + 60 && v[channel] > v[(channel + 2) % 3] + 60
+                        ? 1
+                        : 0;
+            }
+        EXPECT_GT(hits, 0) << "no " << letter.first << " beside the cube";
+    }
+    EXPECT_EQ(checked, 2);
 }
