@@ -41,10 +41,12 @@ osg::ref_ptr<osg::MatrixTransform> panel(float x0, float x1, const osg::Vec3& fr
 
 struct Wall {
     osg::ref_ptr<osg::Group> group = new osg::Group;
-    osg::ref_ptr<osg::MatrixTransform> light = panel(-3.0f, kEdgeX, osg::Vec3(0.9f, 0.9f, 0.9f));
-    osg::ref_ptr<osg::MatrixTransform> dark = panel(kEdgeX, 3.0f, osg::Vec3(0.1f, 0.1f, 0.1f));
+    osg::ref_ptr<osg::MatrixTransform> light;
+    osg::ref_ptr<osg::MatrixTransform> dark;
 
-    Wall()
+    explicit Wall(float edgeX = kEdgeX)
+        : light(panel(-3.0f, edgeX, osg::Vec3(0.9f, 0.9f, 0.9f))),
+          dark(panel(edgeX, 3.0f, osg::Vec3(0.1f, 0.1f, 0.1f)))
     {
         // No specular lobe: the composed frame is the blurred diffuse alone.
         osg::StateSet* ss = group->getOrCreateStateSet();
@@ -152,6 +154,45 @@ TEST_F(SSSSToolTest, AFlatMaskedAreaKeepsItsColourAndAHardEdgeSoftens)
     EXPECT_GT(darkAfter.red() - darkBefore.red(), darkAfter.blue() - darkBefore.blue());
     // Still an edge: the two sides stay apart.
     EXPECT_GT(luminance(lightAfter), luminance(darkAfter));
+}
+
+TEST_F(SSSSToolTest, TheImagesFollowTheCanvasWhenItIsResized)
+{
+    // Off centre, so that images left at the old size would put the edge elsewhere.
+    Wall wall(-0.6f);
+    wall.light->getOrCreateStateSet()->addUniform(new osg::Uniform("bEnableSSSS", false));
+    wall.dark->getOrCreateStateSet()->addUniform(new osg::Uniform("bEnableSSSS", true));
+    plain(wall.group.get());
+    composed();
+
+    constexpr int kSide = 100;
+    CanvasWindow& window = m_canvas.window();
+    auto grab = [&] {
+        const int start = window.sceneFrames();
+        EXPECT_TRUE(OrvaneTest::waitUntil([&] {
+            window.item()->frame();
+            return window.sceneFrames() >= start + 3;
+        }));
+        return window.grab().copy(0, 0, kSide, kSide);
+    };
+    window.item()->setSize(QSizeF(kSide, kSide));
+    const QImage after = grab();
+    EXPECT_TRUE(m_canvas.onRenderThread([](RenderInfo& info) {
+        osg::Group* other = ViewMgr::getOther(info.mainView());
+        for (unsigned int i = other->getNumChildren(); i-- > 0;)
+            if (other->getChild(i)->getName() == "ssss")
+                other->removeChild(i);
+    }));
+    const QImage before = grab();
+    const int edge = edgeColumn(before);
+    ASSERT_GT(edge, 10);
+
+    for (int y = 0; y < kSide; y += 7)
+        for (int x = 0; x < edge; ++x)
+            ASSERT_EQ(after.pixel(x, y), before.pixel(x, y)) << x << "," << y;
+    const QPoint beside(edge + 1, CanvasWindow::kHeight / 2);
+    EXPECT_GT(luminance(after.pixelColor(beside)), luminance(before.pixelColor(beside)) + 10)
+        << OrvaneTest::describe(after.pixelColor(beside));
 }
 
 } // namespace
