@@ -8,6 +8,7 @@
 #include "render_info.h"
 #include "ssss_tool.h"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
 
 using namespace Vorna::Orvane;
@@ -154,6 +155,34 @@ TEST_F(SSSSToolTest, AFlatMaskedAreaKeepsItsColourAndAHardEdgeSoftens)
     EXPECT_GT(darkAfter.red() - darkBefore.red(), darkAfter.blue() - darkBefore.blue());
     // Still an edge: the two sides stay apart.
     EXPECT_GT(luminance(lightAfter), luminance(darkAfter));
+}
+
+TEST_F(SSSSToolTest, AHorizontalEdgeSoftensInTheSecondPass)
+{
+    // The wall turned a quarter: light below, dark above, so that only the blur along y, the
+    // pass over the frame, can cross the edge.
+    Wall wall;
+    osg::ref_ptr<osg::MatrixTransform> turned = new osg::MatrixTransform(
+        osg::Matrix::rotate(osg::DegreesToRadians(90.0), osg::Vec3(0, 0, 1)));
+    turned->addChild(wall.group.get());
+    const QImage before = plain(turned.get());
+    const QImage after = composed();
+
+    const int x = CanvasWindow::kCanvasWidth / 2;
+    int edge = -1;
+    for (int y = 1; y < CanvasWindow::kHeight && edge < 0; ++y)
+        if (std::abs(luminance(before.pixelColor(x, y)) - luminance(before.pixelColor(x, y - 1))) >
+            100)
+            edge = y;
+    ASSERT_GT(edge, 10);
+    const bool darkAbove =
+        luminance(before.pixelColor(x, edge - 1)) < luminance(before.pixelColor(x, edge));
+    const QPoint darkSide(x, darkAbove ? edge - 2 : edge + 1);
+    const QPoint lightSide(x, darkAbove ? edge + 1 : edge - 2);
+    EXPECT_GT(luminance(after.pixelColor(darkSide)), luminance(before.pixelColor(darkSide)) + 20)
+        << OrvaneTest::describe(after.pixelColor(darkSide));
+    EXPECT_LT(luminance(after.pixelColor(lightSide)), luminance(before.pixelColor(lightSide)) - 20)
+        << OrvaneTest::describe(after.pixelColor(lightSide));
 }
 
 TEST_F(SSSSToolTest, TheImagesFollowTheCanvasWhenItIsResized)
