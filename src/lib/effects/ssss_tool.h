@@ -14,6 +14,9 @@ class SSSSTool
 {
 public:
     // The rig over `models`, a group named "ssss" to put under the view's other-nodes group.
+    // Every model scatters unless it carries `bEnableSSSS` false; one that "pbr_bsdf" doesn't
+    // draw writes no depth target and must. Give the value to each model that differs from the
+    // last drawn: a program keeps what it was last set to.
     // `worldUnitsPerMm` gives the models' scale: the blur kernel is measured in millimetres of
     // skin, and at the shader's default `sssWidth` one of them spans that many world units.
     static osg::ref_ptr<osg::Group> createSSSSNode(osg::Group* models,
