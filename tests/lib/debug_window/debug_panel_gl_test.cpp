@@ -331,6 +331,8 @@ TEST_F(DebugPanelTest, TargetsThatDoNotExistYetLogAndLeaveThePictureAlone)
     EXPECT_EQ(after, before);
 }
 
+namespace {
+
 // Two physically based panels, light and dark, meeting at x = 0.05, under the scattering rig.
 osg::ref_ptr<osg::Group> scatteringEdge()
 {
@@ -365,6 +367,8 @@ int luminance(const QColor& c)
 {
     return (c.red() * 299 + c.green() * 587 + c.blue() * 114) / 1000;
 }
+
+} // namespace
 
 TEST_F(DebugPanelTest, TheScatterWidthSliderSetsTheUniformTheBlurReads)
 {
