@@ -7,6 +7,7 @@
 #include "orvane_operations.h"
 #include "orvane_singleton.h"
 #include "screen_pass.h"
+#include "ssss_tool.h"
 #include "view_info.h"
 
 #include <climits>
@@ -170,14 +171,26 @@ bool ViewerEffects::togglePbr(osgViewer::View* view)
     osg::Group* models = ViewMgr::getModel(view);
     if (!models)
         return false;
+    osg::Group* other = ViewMgr::getOther(view);
     osg::StateSet* ss = models->getOrCreateStateSet();
     osg::Program* pbr = program(g_meshPBRBSDFProgramStr);
     if (ss->getAttribute(osg::StateAttribute::PROGRAM) == pbr) {
         ss->removeAttribute(osg::StateAttribute::PROGRAM);
+        if (osg::Node* rig = childNamed(other, "ssss"))
+            other->removeChild(rig);
         return false;
     }
-    // Over each model's own program; the canvas keeps the diffuse target.
+    // Over each model's own program; the canvas keeps the diffuse target, which the
+    // scattering rig replaces with the blurred diffuse plus the specular.
     ss->setAttributeAndModes(pbr, osg::StateAttribute::ON | osg::StateAttribute::OVERRIDE);
+    if (other) {
+        // Skin scale: the models taken as a head of 100 mm radius.
+        osg::ComputeBoundsVisitor bounds;
+        models->accept(bounds);
+        const osg::BoundingSphere sphere(bounds.getBoundingBox());
+        const float unitsPerMm = sphere.valid() ? sphere.radius() / 100.0f : 0.01f;
+        other->addChild(SSSSTool::createSSSSNode(models, unitsPerMm).get());
+    }
     return true;
 }
 

@@ -5,7 +5,8 @@
 #include <osgViewer/View>
 
 // Image and material effects on the loaded models, on the render thread: H turns soft shadows
-// on and off, P the physically based material, A antialiasing (FXAA), N the screen denoise.
+// on and off, P the physically based material with subsurface scattering, A antialiasing (FXAA), N
+// the screen denoise.
 class ViewerEffects : public osgGA::GUIEventHandler
 {
 public:

@@ -42,7 +42,8 @@ Column {
     AdjustValue { objectName: "objShininess"; label: "shininess"; value: 9; from: 1; to: 128; decimals: 0; onEdited: $DbgRender.setObjShininess(value) }
     AdjustValue { objectName: "backSelectedFactor"; label: "back selected"; value: 0.5; onEdited: $DbgRender.setBackSelectedFactor(value) }
     AdjustValue { objectName: "planeOffset"; label: "cut offset"; value: 0; from: -1; onEdited: $DbgRender.setCutTransPlaneOffset(value) }
-    AdjustValue { objectName: "sssWidth"; label: "sss width"; value: 0.1; onEdited: $DbgRender.setSSSWidth(value) }
+    // The blur's reach goes as 1 / width: from eight times the default down to an eighth.
+    AdjustValue { objectName: "sssWidth"; label: "sss width"; value: 0.0125; from: 0.0016; to: 0.1; decimals: 4; onEdited: $DbgRender.setSSSWidth(value) }
     AdjustValue { objectName: "shadowStrength"; label: "shadow"; value: 0.5; onEdited: $DbgRender.setShadowStrength(value) }
     AdjustValue { objectName: "flatNormal"; label: "flat normals"; toggle: true; onEdited: $DbgRender.enableFlatNormal(value !== 0) }
     AdjustValue { objectName: "transparent"; label: "transparent"; toggle: true; onEdited: $DbgRender.enableTransparent(value !== 0) }

@@ -18,6 +18,11 @@ CanvasBase::RunningOperation::~RunningOperation()
     t_runningCanvas = m_previous;
 }
 
+bool CanvasBase::isRunningOperationHere() const
+{
+    return t_runningCanvas == this;
+}
+
 bool CanvasBase::deferWhileRunning(const osg::ref_ptr<osg::Operation>& op)
 {
     if (t_runningCanvas != this)

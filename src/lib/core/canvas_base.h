@@ -65,6 +65,10 @@ public:
         const CanvasBase* m_previous;
     };
 
+    // True while the calling thread runs an operation of this canvas: what it adds runs only
+    // after the frame, so it can't be waited for here.
+    bool isRunningOperationHere() const;
+
     // Hands what operations of this canvas added while its queue ran to the queue; the renderer
     // calls it after each frame.
     void addDeferredOperations();

@@ -4,6 +4,7 @@
 #include "canvas3d_view.h"
 #include "canvas_base.h"
 #include "customize_manipulator.h"
+#include "frame_drawn_gate.h"
 #include "hide_view.h"
 #include "orvane_log.h"
 #include "orvane_operations.h"
@@ -20,6 +21,10 @@ namespace Vorna {
 namespace Orvane {
 
 namespace {
+
+// How long a waiting call gives the canvas to draw: far more than a frame, short enough that a
+// canvas that stopped drawing costs a pause rather than a hang.
+constexpr int kFrameWaitMs = 5000;
 
 // The view a lambda works on: the given one, else the main view of the running canvas; null
 // (and logged) when ViewMgr did not make it.
@@ -690,11 +695,17 @@ void OrvaneSingleton::setShadowMask(osg::ref_ptr<osg::Group> nodes, bool bEnable
     }));
 }
 
-void OrvaneSingleton::enableShadow(CanvasBase* canvas, bool enable, bool)
+void OrvaneSingleton::enableShadow(CanvasBase* canvas, bool enable, bool wait)
 {
     if (!canvas)
         return;
-    canvas->addOperation(lambda([enable](RenderInfo& info) {
+    // No frame comes while updates are blocked, and one added from inside an operation of the
+    // canvas runs only after the frame: neither can be waited for.
+    const bool waits = wait && !canvas->isUpdateBlocked() && !canvas->isRunningOperationHere();
+    auto gate = std::make_shared<FrameDrawnGate>();
+    auto ticket = std::make_shared<FrameDrawnTicket>(gate);
+    canvas->addOperation(lambda([enable, ticket](RenderInfo& info) {
+        ticket->openAfterDraw(info.masterCamera());
         if (enable)
             return;
         osg::Group* other = ViewMgr::getOther(info.mainView());
@@ -707,6 +718,10 @@ void OrvaneSingleton::enableShadow(CanvasBase* canvas, bool enable, bool)
             }
         }
     }));
+    // Only the operation holds the ticket now: a canvas that drops it opens the gate.
+    ticket.reset();
+    if (waits && !gate->wait(kFrameWaitMs))
+        qCWarning(orvane) << "enableShadow: no frame drawn within" << kFrameWaitMs << "ms";
 }
 
 void OrvaneSingleton::updateScanStateNoOpe()

@@ -163,7 +163,9 @@ public:
     Q_INVOKABLE void setShadowMask(osg::ref_ptr<osg::Group> nodes);
     Q_INVOKABLE void setShadowMask(osg::ref_ptr<osg::Group> nodes, bool bEnableMask);
     // Disabling removes the main view's child of the other-nodes group named "shadow";
-    // enabling leaves the scene as it is, since a client builds and adds that rig.
+    // enabling leaves the scene as it is, since a client builds and adds that rig. With `wait`
+    // the call returns once the frame that applied it has been drawn (at once where no frame
+    // can come: updates blocked, or called from an operation of that canvas).
     Q_INVOKABLE void enableShadow(Vorna::Orvane::CanvasBase* canvas, bool enable, bool wait);
     Q_INVOKABLE void updateScanStateNoOpe();
     Q_INVOKABLE void updateScanStateNoOpe(bool state);

@@ -1,11 +1,15 @@
 // The tuning panel in a real window: opened by the key sequence on the canvas, its sliders
 // relight a mesh on the canvas, and its edge cases stay harmless.
+#include "canvas3d_drawable.h"
+#include "canvas3d_shadermanager.h"
+#include "canvas3d_view.h"
 #include "debug_handler.h"
 #include "debug_interface.h"
 #include "fixed_camera_canvas.h"
 #include "gl_test_support.h"
 #include "orvane_singleton.h"
 #include "render_info.h"
+#include "ssss_tool.h"
 #include "uniform_defaults.h"
 
 #include <QCoreApplication>
@@ -325,6 +329,79 @@ TEST_F(DebugPanelTest, TargetsThatDoNotExistYetLogAndLeaveThePictureAlone)
     EXPECT_EQ(log.count("There is no pbr mesh loaded!!"), 2);
     EXPECT_TRUE(log.contains("enableViewDatum"));
     EXPECT_EQ(after, before);
+}
+
+namespace {
+
+// Two physically based panels, light and dark, meeting at x = 0.05, under the scattering rig.
+osg::ref_ptr<osg::Group> scatteringEdge()
+{
+    osg::ref_ptr<osg::Group> group = new osg::Group;
+    osg::StateSet* ss = group->getOrCreateStateSet();
+    ss->setAttributeAndModes(
+        OrvaneSingleton::instance()->getShaderMgr()->getShader(g_meshPBRBSDFProgramStr));
+    ss->addUniform(new osg::Uniform("specular", 0.0f));
+    ss->addUniform(new osg::Uniform("roughnessUniform", 1.0f));
+    for (float x0 : {-3.0f, 0.05f}) {
+        const float x1 = x0 < 0.0f ? 0.05f : 3.0f;
+        osg::ref_ptr<osg::Vec3Array> vertices = new osg::Vec3Array;
+        osg::ref_ptr<osg::Vec3Array> normals = new osg::Vec3Array;
+        osg::ref_ptr<osg::Vec2Array> texCoords = new osg::Vec2Array;
+        for (const osg::Vec2& c : {osg::Vec2(x0, -2), osg::Vec2(x1, -2), osg::Vec2(x1, 2),
+                                   osg::Vec2(x0, -2), osg::Vec2(x1, 2), osg::Vec2(x0, 2)}) {
+            vertices->push_back(osg::Vec3(c, 0.0f));
+            normals->push_back(kToEye);
+            texCoords->push_back(osg::Vec2());
+        }
+        osg::ref_ptr<osg::MatrixTransform> mesh =
+            Mesh::createPBRTexMesh(vertices.get(), normals.get(), texCoords.get());
+        const float grey = x0 < 0.0f ? 0.9f : 0.1f;
+        mesh->getOrCreateStateSet()->addUniform(
+            new osg::Uniform("front", osg::Vec3(grey, grey, grey)));
+        group->addChild(mesh.get());
+    }
+    return group;
+}
+
+int luminance(const QColor& c)
+{
+    return (c.red() * 299 + c.green() * 587 + c.blue() * 114) / 1000;
+}
+
+} // namespace
+
+TEST_F(DebugPanelTest, TheScatterWidthSliderSetsTheUniformTheBlurReads)
+{
+    m_canvas.draw(scatteringEdge().get());
+    ASSERT_TRUE(window().run(nullptr, [](RenderInfo& info) {
+        osgViewer::View* view = info.mainView();
+        // A tenth of a world unit per kernel millimetre: about 4.5 pixels at the default width.
+        ViewMgr::getOther(view)->addChild(
+            SSSSTool::createSSSSNode(ViewMgr::getModel(view), 0.1f).get());
+    }));
+    const QImage wide = afterFrames();
+    const Probe edge = probe(0.05f, 0.0f);
+    // Three pixels into the dark side: well inside the default profile's reach.
+    const QPoint beside(edge.pixel.x() + 3, edge.pixel.y());
+
+    toggle();
+    QQuickItem* width = findItem(panel()->contentItem(), "sssWidth");
+    ASSERT_NE(width, nullptr);
+    EXPECT_NEAR(width->property("value").toDouble(), 0.0125, 1e-6);
+    width->setProperty("value", 0.1);
+    float value = 0.0f;
+    ASSERT_TRUE(window().run(nullptr, [&](RenderInfo& info) {
+        if (osg::Uniform* u = info.masterCamera()->getOrCreateStateSet()->getUniform("sssWidth"))
+            u->get(value);
+    }));
+    EXPECT_FLOAT_EQ(value, 0.1f);
+
+    // Eight times the width divides the blur's reach by eight: the dark pixel takes in much
+    // less of the light side.
+    const QImage narrow = afterFrames();
+    EXPECT_LT(luminance(narrow.pixelColor(beside)), luminance(wide.pixelColor(beside)) - 10)
+        << OrvaneTest::describe(narrow.pixelColor(beside)) << " vs "
+        << OrvaneTest::describe(wide.pixelColor(beside));
 }
 
 // Runs without any window of its own: the canvases of the tests above are gone.
