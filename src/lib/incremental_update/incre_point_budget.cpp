@@ -7,10 +7,22 @@
 #include <QPointer>
 #include <QTimer>
 #include <algorithm>
+#include <chrono>
 #include <vector>
 
 namespace Vorna {
 namespace Orvane {
+
+namespace {
+
+qint64 steadyMs()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+} // namespace
 
 void IncrePointGeometryApple::setPointBudget(uint32_t points, int settleMs)
 {
@@ -62,20 +74,31 @@ void IncrePointGeometryApple::drawThinned(uint32_t count, uint32_t stride)
 void IncrePointGeometryApple::requestFrameAfter(osg::RenderInfo& renderInfo, qint64 delayMs)
 {
     RenderInfo* info = renderInfoOf(renderInfo);
-    if (!info || !info->canvas || m_wakeArmed->exchange(true))
+    if (!info || !info->canvas)
         return;
+    const qint64 delay = std::max<qint64>(delayMs, 1);
+    const qint64 due = steadyMs() + delay;
+    // A wake-up already due by then serves; a later one (armed under a longer settle time)
+    // must not hold the full frame back, so an earlier one replaces it.
+    qint64 armed = m_wakeDue->load();
+    do {
+        if (armed != 0 && armed <= due)
+            return;
+    } while (!m_wakeDue->compare_exchange_weak(armed, due));
     QPointer<CanvasBase> canvas = info->canvas.get();
-    std::shared_ptr<std::atomic<bool>> armed = m_wakeArmed;
-    const int delay = static_cast<int>(std::max<qint64>(delayMs, 1));
+    std::shared_ptr<std::atomic<qint64>> wakeDue = m_wakeDue;
     // The timer lives on the canvas's thread, which runs an event loop; the render thread may
     // be busy drawing when it fires.
     QMetaObject::invokeMethod(
         canvas.data(),
-        [canvas, armed, delay] {
+        [canvas, wakeDue, due, delay] {
             if (!canvas)
                 return;
-            QTimer::singleShot(delay, canvas.data(), [canvas, armed] {
-                armed->store(false);
+            QTimer::singleShot(static_cast<int>(delay), canvas.data(), [canvas, wakeDue, due] {
+                qint64 expected = due;
+                // Replaced by an earlier wake-up, which has asked or will ask for the frame.
+                if (!wakeDue->compare_exchange_strong(expected, 0))
+                    return;
                 if (canvas)
                     canvas->frame();
             });

@@ -198,7 +198,9 @@ private:
     osg::Matrixf m_lastViewProjection;
     uint32_t m_lastWholeSize = 0;
     QElapsedTimer m_sinceChange;
-    std::shared_ptr<std::atomic<bool>> m_wakeArmed = std::make_shared<std::atomic<bool>>(false);
+    // When the armed wake-up frame is due (steady-clock ms), 0 when none is armed; shared with
+    // the timer, which may outlive the cloud.
+    std::shared_ptr<std::atomic<qint64>> m_wakeDue = std::make_shared<std::atomic<qint64>>(0);
 };
 
 // Depth-first search for the live cloud under `root`.

@@ -177,3 +177,14 @@ TEST_F(PointBudgetTest, TheFullFrameFollowsUnaskedAndLooksAsWithoutABudget)
             differing += full.pixel(x, y) != unbudgeted.pixel(x, y) ? 1 : 0;
     EXPECT_EQ(differing, 0);
 }
+
+TEST_F(PointBudgetTest, AWakeUpArmedUnderALongerSettleTimeDoesNotHoldBackTheFullFrame)
+{
+    // Moving under a ten-minute settle time arms a wake-up ten minutes away.
+    cloud->setPointBudget(kBudget, 600000);
+    orbit(2);
+    ASSERT_LT(cloud->drawnPointCount(), static_cast<uint32_t>(kPoints));
+    cloud->setPointBudget(kBudget, 100);
+    ASSERT_TRUE(w.lookAt(kEye, osg::Vec3d(), osg::Vec3d(0, 0, 1)));
+    EXPECT_TRUE(waitUntil([&] { return cloud->drawnPointCount() == kPoints; }, 30000));
+}
