@@ -8,7 +8,6 @@
 #include <osg/AutoTransform>
 #include <osg/BlendEquation>
 #include <osg/BlendFunc>
-#include <osg/GLExtensions>
 #include <osg/Geometry>
 #include <osg/LineWidth>
 #include <osg/Texture2D>
@@ -78,23 +77,6 @@ void setLabelFont(osgText::Text* text)
         text->setFont("arial.ttf");
 }
 
-// Overall colours and labels set the current colour, which views drawn next (the main view of
-// the next frame) would inherit wherever they have no colour array: it goes back to its default.
-class ResetColorCallback : public osg::Camera::DrawCallback
-{
-public:
-    void operator()(osg::RenderInfo& renderInfo) const override
-    {
-        osg::State* state = renderInfo.getState();
-        if (!state)
-            return;
-        state->Color(1.0f, 1.0f, 1.0f, 1.0f);
-        // The programs read colour from generic slot 2; give it back its GL default.
-        if (const osg::GLExtensions* ext = state->get<osg::GLExtensions>())
-            ext->glVertexAttrib4f(2, 0.0f, 0.0f, 0.0f, 1.0f);
-    }
-};
-
 osg::Image* loadImage(const char* path)
 {
     QImage image(path);
@@ -139,7 +121,6 @@ void ViewDatum::init(bool showCube, bool alignLeft, bool showHome)
     setAllowEventFocus(false);
     setViewMatrixAsLookAt(osg::Vec3d(0.0, 0.0, 40.0), osg::Vec3d(), osg::Vec3d(0.0, 1.0, 0.0));
     setProjectionMatrixAsPerspective(45.0, 1.0, 0.001, 100000.0);
-    setFinalDrawCallback(new ResetColorCallback);
 }
 
 osg::MatrixTransform* ViewDatum::createViewDatum()
@@ -249,7 +230,6 @@ void ViewDatum::traverse(osg::NodeVisitor& nv)
             } else {
                 m_homeCamera->getViewport()->setViewport(x, y, 0.0, 0.0);
                 m_homeCamera->setProjectionMatrixAsOrtho2D(0.0, 1.0, 0.0, 1.0);
-                m_homeCamera->setFinalDrawCallback(new ResetColorCallback);
             }
         }
     }
