@@ -92,16 +92,22 @@ qint64 IncrePtCommonWholeBuffer::bufferBytes(GLuint buffer)
 bool IncrePtCommonWholeBuffer::allocateZeroed(GLuint buffer, qint64 bytes)
 {
     const qint64 rounded = roundUp4096(bytes);
-    std::vector<char> zeros;
-    try {
-        zeros.assign(static_cast<size_t>(rounded), 0);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
     m_glFn->glBindBuffer(GL_ARRAY_BUFFER, buffer);
-    m_glFn->glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(rounded), zeros.data(),
+    m_glFn->glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(rounded), nullptr,
                          GL_DYNAMIC_DRAW);
-    return true;
+    // A refused allocation leaves its error for the caller to report.
+    GLint64 actual = 0;
+    m_glFn->glGetBufferParameteri64v(GL_ARRAY_BUFFER, GL_BUFFER_SIZE, &actual);
+    if (actual < rounded)
+        return true;
+    // Never-written points must read as zero. Cleared in place: a host array of zeros would
+    // touch every page twice more, which for a large cloud costs more than drawing it.
+    void* target = m_glFn->glMapBufferRange(GL_ARRAY_BUFFER, 0, static_cast<GLsizeiptr>(rounded),
+                                            GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_BUFFER_BIT);
+    if (!target)
+        return false;
+    std::memset(target, 0, static_cast<size_t>(rounded));
+    return m_glFn->glUnmapBuffer(GL_ARRAY_BUFFER) == GL_TRUE;
 }
 
 bool IncrePtCommonWholeBuffer::createAllBuf(GLsizeiptr vertNum)
