@@ -289,8 +289,10 @@ TEST_P(LiveCloudPatchFuzz, EveryBadPatchIsLoggedAndTheCloudEqualsTheModel)
         if (::testing::Test::HasFailure())
             return;
         // Pausing and resuming now and then: the cloud survives the round trip.
-        if (batches % 64 == 0)
+        if (batches % 64 == 0) {
             expectCloudEquals(model);
+            figure.progress();
+        }
     }
     expectCloudEquals(model);
 }
