@@ -49,20 +49,6 @@ void _ZN6QMutex6unlockEv(void* mutex)
     __tsan_mutex_post_unlock(mutex, 0);
 }
 
-void _ZN6QMutexD1Ev(void* mutex)
-{
-    static const auto real = qtCore<void (*)(void*)>("_ZN6QMutexD1Ev");
-    __tsan_mutex_destroy(mutex, 0);
-    real(mutex);
-}
-
-void _ZN6QMutexD2Ev(void* mutex)
-{
-    static const auto real = qtCore<void (*)(void*)>("_ZN6QMutexD2Ev");
-    __tsan_mutex_destroy(mutex, 0);
-    real(mutex);
-}
-
 // Waiting releases the mutex and takes it again before it returns.
 bool _ZN14QWaitCondition4waitEP6QMutexm(void* condition, void* mutex, unsigned long time)
 {
