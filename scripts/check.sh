@@ -39,6 +39,7 @@ fi
 if [[ $which == all || $which == tsan ]]; then
   TSAN_OPTIONS=suppressions=$supp/tsan.supp:print_suppressions=0:halt_on_error=0:second_deadlock_stack=1 \
   ORVANE_PRELOAD_RUNTIME=libtsan.so.2 \
+  ORVANE_PRELOAD_EXTRA=$root/build-tsan/tests/liborvane_tsan_qmutex.so \
     suite build-tsan thread "$@" || status=1
 fi
 exit $status

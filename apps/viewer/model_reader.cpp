@@ -340,15 +340,17 @@ osg::ref_ptr<osg::Geometry> readPly(const QString& path)
 
 // OpenSceneGraph's OBJ reader indexes its arrays with the face indices as written: one past the
 // vertices read so far crashes it. Each index of a face, line or point, absolute or relative,
-// must name a vertex, texture coordinate or normal defined before it.
-bool objIndicesAreSound(const QString& path)
+// must name a vertex, texture coordinate or normal defined before it. `text` is read a line
+// per line feed.
+bool objLinesAreSound(const QByteArray& text)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
     qint64 counts[3] = {0, 0, 0}; // v, vt, vn
-    while (!file.atEnd()) {
-        const QByteArray line = file.readLine().simplified();
+    for (int start = 0; start < text.size();) {
+        int end = text.indexOf('\n', start);
+        if (end < 0)
+            end = text.size();
+        const QByteArray line = text.mid(start, end - start).simplified();
+        start = end + 1;
         // The reader joins a line ending in a backslash with the next one.
         if (line.endsWith('\\'))
             return false;
@@ -387,6 +389,19 @@ bool objIndicesAreSound(const QString& path)
         }
     }
     return true;
+}
+
+bool objIndicesAreSound(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    QByteArray text = file.readAll();
+    if (!objLinesAreSound(text))
+        return false;
+    // The reader also ends a line at a lone carriage return: "f 1\r2 3" is a one-corner face
+    // to it. The file must be sound read that way too.
+    return !text.contains('\r') || objLinesAreSound(text.replace('\r', '\n'));
 }
 
 // OpenSceneGraph's STL reader takes a file whose size is not that of its triangle count as text

@@ -100,6 +100,28 @@ TEST_F(ReaderTest, MeshesThroughTheSceneGraphReaders)
     EXPECT_TRUE(broken.error.startsWith("could not read")) << qPrintable(broken.error);
 }
 
+TEST_F(ReaderTest, ObjLinesEndAtACarriageReturnAsWellAsALineFeed)
+{
+    // Windows and old Mac line ends both read.
+    LoadedModel crlf = loadModel(write("crlf.obj", "v 0 0 0\r\nv 1 0 0\r\nv 0 1 0\r\nf 1 2 3\r\n"));
+    ASSERT_TRUE(crlf.node) << qPrintable(crlf.error);
+    EXPECT_EQ(crlf.points, 3u);
+    LoadedModel cr = loadModel(write("cr.obj", "v 0 0 0\rv 1 0 0\rv 0 1 0\rf 1 2 3\r"));
+    EXPECT_TRUE(cr.node || cr.error.startsWith("could not read")) << qPrintable(cr.error);
+
+    // A carriage return inside a face leaves a face of one corner before it: refused, where
+    // the scene graph's reader would read past its arrays computing that face's normal.
+    const char* const split[] = {
+        "v 0 0 0\nv 1 0 0\nv 0 1 0\nvn 0 0 1\nvt 0 0\nf 1/1/1\r2/1/1 3/1/1\n",
+        "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2\r3\n",
+    };
+    for (const char* text : split) {
+        LoadedModel model = loadModel(write("split.obj", text));
+        EXPECT_FALSE(model.node) << text;
+        EXPECT_TRUE(model.error.startsWith("could not read")) << qPrintable(model.error);
+    }
+}
+
 TEST_F(ReaderTest, BinaryPlyOfEitherByteOrderGivesColouredFannedFaces)
 {
     for (const bool bigEndian : {false, true}) {

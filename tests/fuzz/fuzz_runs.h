@@ -31,15 +31,19 @@ class Figure
 {
 public:
     explicit Figure(const char* target) : m_target(target) { m_timer.start(); }
-    ~Figure()
-    {
-        std::printf("fuzz %s inputs %llu seconds %.1f\n", m_target,
-                    static_cast<unsigned long long>(inputs), m_timer.elapsed() / 1000.0);
-        std::fflush(stdout);
-    }
+    ~Figure() { print("inputs"); }
+    // A line on the way, for the slow drivers' long runs: `fuzz <target> so_far <n> seconds <s>`.
+    void progress() const { print("so_far"); }
     std::uint64_t inputs = 0;
 
 private:
+    void print(const char* what) const
+    {
+        std::printf("fuzz %s %s %llu seconds %.1f\n", m_target, what,
+                    static_cast<unsigned long long>(inputs), m_timer.elapsed() / 1000.0);
+        std::fflush(stdout);
+    }
+
     const char* m_target;
     QElapsedTimer m_timer;
 };

@@ -174,6 +174,8 @@ TEST(ModelReaderFuzz, EveryMutatedFileGivesAModelOrAMessage)
     const std::uint64_t total = OrvaneFuzz::runs(4000);
     std::uint64_t read = 0;
     for (; figure.inputs < total; ++figure.inputs) {
+        if (figure.inputs && figure.inputs % 100000 == 0)
+            figure.progress();
         const Seed& seed = corpus[random() % corpus.size()];
         const QByteArray data = mutate(seed.data, random);
         const QString path = dir.filePath(QString("input.") + seed.suffix);

@@ -120,6 +120,9 @@ CanvasWindow::~CanvasWindow()
 {
     m_window.reset();
     QCoreApplication::processEvents();
+    // What the render thread handed back with deleteLater (the debug panel's owner) goes now,
+    // as an application's running event loop would take it, not at exit where nothing would.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 bool CanvasWindow::show()

@@ -95,11 +95,11 @@ void MetalSelectPrivate::selectProcess(SelectParam param,
                                        std::function<void(osg::ByteArray*)> onDone)
 {
     qCDebug(orvane) << "m_mutex->lock()";
-    m_mutex->lock();
+    m_gate.take();
     if (!m_library || !checkParam(param)) {
         qCWarning(orvane) << "select param is invalid";
         qCDebug(orvane) << "m_mutex->unlock()";
-        m_mutex->unlock();
+        m_gate.give();
         return;
     }
     NS::AutoreleasePool* pool = NS::AutoreleasePool::alloc()->init();
@@ -132,7 +132,7 @@ void MetalSelectPrivate::selectProcess(SelectParam param,
             qCWarning(orvane) << "the size of select buffer is error!";
         }
         qCDebug(orvane) << "m_mutex->unlock()";
-        self->m_mutex->unlock();
+        self->m_gate.give();
     });
 
     ComputeParam computeParam;

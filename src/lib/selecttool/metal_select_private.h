@@ -2,10 +2,10 @@
 
 #include "metal_select.h"
 
-#include <QMutex>
-
+#include <condition_variable>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 namespace MTL {
 class Buffer;
@@ -18,8 +18,33 @@ class Library;
 namespace Vorna {
 namespace Orvane {
 
-// Device objects and retained input buffers of MetalSelect. The mutex is taken by the caller of
-// selectProcess and given back on the completion thread once the result is out.
+// One selection at a time: taken by the caller of selectProcess and given back on the completion
+// thread once the result is out. A mutex may only be unlocked by the thread that locked it.
+class SelectGate
+{
+public:
+    void take()
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_free.wait(lock, [this] { return !m_busy; });
+        m_busy = true;
+    }
+    void give()
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_busy = false;
+        }
+        m_free.notify_one();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_free;
+    bool m_busy = false;
+};
+
+// Device objects and retained input buffers of MetalSelect.
 class MetalSelectPrivate : public std::enable_shared_from_this<MetalSelectPrivate>
 {
 public:
@@ -52,7 +77,7 @@ private:
     MTL::Buffer* m_currentStateBuffer = nullptr;
     MTL::Buffer* m_selectAreaBuffer = nullptr;
     MTL::Buffer* m_depthBuffer = nullptr;
-    std::shared_ptr<QMutex> m_mutex = std::make_shared<QMutex>();
+    SelectGate m_gate;
 };
 
 } // namespace Orvane

@@ -8,7 +8,9 @@
 
 #include <QSignalSpy>
 #include <QTest>
+#include <atomic>
 #include <gtest/gtest.h>
+#include <mutex>
 #include <thread>
 
 using namespace Vorna::Orvane;
@@ -32,6 +34,25 @@ bool hasDebugHandler(osgViewer::View* view)
             return true;
     return false;
 }
+
+// What operations write on the render thread while the test polls it: under one lock.
+template <typename T> class Shared
+{
+public:
+    template <typename F> auto with(F f)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return f(m_value);
+    }
+    T value()
+    {
+        return with([](T& v) { return v; });
+    }
+
+private:
+    std::mutex m_mutex;
+    T m_value{};
+};
 
 } // namespace
 
@@ -107,27 +128,29 @@ TEST(Canvas3DItemTest, AnOperationAddingToItsOwnCanvasRunsTheNewOneNextFrame)
     CanvasWindow w;
     ASSERT_TRUE(w.show());
     // The queue is locked while it runs: adding straight to it from inside would never return.
-    std::vector<int> order;
+    Shared<std::vector<int>> order;
+    const auto push = [&](int n) { order.with([n](std::vector<int>& o) { o.push_back(n); }); };
     w.item()->getCanvasBase()->addOperation(new LambdaOperation([&](RenderInfo& info) {
-        order.push_back(1);
-        info.canvas->addOperation(new LambdaOperation([&](RenderInfo&) { order.push_back(3); }));
-        order.push_back(2);
+        push(1);
+        info.canvas->addOperation(new LambdaOperation([&](RenderInfo&) { push(3); }));
+        push(2);
     }));
-    EXPECT_TRUE(waitUntil([&] { return order.size() == 3; }));
-    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+    EXPECT_TRUE(waitUntil([&] { return order.value().size() == 3; }));
+    EXPECT_EQ(order.value(), (std::vector<int>{1, 2, 3}));
 }
 
 TEST(Canvas3DItemTest, AddOperationsWrapsThemInOneMultiOperation)
 {
     CanvasWindow w;
     ASSERT_TRUE(w.show());
-    std::vector<int> order;
+    Shared<std::vector<int>> order;
+    const auto push = [&](int n) { order.with([n](std::vector<int>& o) { o.push_back(n); }); };
     std::vector<osg::ref_ptr<osg::Operation>> ops{
-        new LambdaOperation([&](RenderInfo&) { order.push_back(1); }), nullptr,
-        new LambdaOperation([&](RenderInfo&) { order.push_back(3); })};
+        new LambdaOperation([&](RenderInfo&) { push(1); }), nullptr,
+        new LambdaOperation([&](RenderInfo&) { push(3); })};
     w.item()->getCanvasBase()->addOperations(ops);
-    EXPECT_TRUE(waitUntil([&] { return order.size() == 2; }));
-    EXPECT_EQ(order, (std::vector<int>{1, 3}));
+    EXPECT_TRUE(waitUntil([&] { return order.value().size() == 2; }));
+    EXPECT_EQ(order.value(), (std::vector<int>{1, 3}));
 
     // An empty vector still goes in as one MultiOperation and asks for a frame.
     std::vector<osg::ref_ptr<osg::Operation>> none;
@@ -253,19 +276,22 @@ TEST(Canvas3DItemTest, BlockedCanvasQueuesAndUnblockingRunsAllInOneFrame)
     EXPECT_EQ(log.count("setUpdateBlocked:"), 2);
 
     const int blockedAt = w.sceneFrames();
-    std::vector<int> framesSeen;
+    Shared<std::vector<int>> framesSeen;
     for (int i = 0; i < 3; ++i)
-        canvas->addOperation(
-            new LambdaOperation([&](RenderInfo&) { framesSeen.push_back(w.sceneFrames()); }));
+        canvas->addOperation(new LambdaOperation([&](RenderInfo&) {
+            const int frame = w.sceneFrames();
+            framesSeen.with([frame](std::vector<int>& seen) { seen.push_back(frame); });
+        }));
     QTest::qWait(500);
-    EXPECT_TRUE(framesSeen.empty());
+    EXPECT_TRUE(framesSeen.value().empty());
     EXPECT_EQ(w.sceneFrames(), blockedAt);
     EXPECT_GE(w.item()->operationQueue()->getNumOperationsInQueue(), 3u);
 
     canvas->setUpdateBlocked(false);
     EXPECT_FALSE(canvas->isUpdateBlocked());
-    ASSERT_TRUE(waitUntil([&] { return framesSeen.size() == 3; }));
-    EXPECT_EQ(framesSeen[0], framesSeen[2]) << "queued operations ran in different frames";
+    ASSERT_TRUE(waitUntil([&] { return framesSeen.value().size() == 3; }));
+    const std::vector<int> seen = framesSeen.value();
+    EXPECT_EQ(seen[0], seen[2]) << "queued operations ran in different frames";
 }
 
 TEST(Canvas3DItemTest, UnblockingAloneAsksForOneFrame)
@@ -305,10 +331,10 @@ TEST(Canvas3DItemTest, SetSamplesMakesANewFramebufferAndStillDraws)
     const QColor clear(220, 220, 30);
     w.item()->setClearColor(clear);
     ASSERT_TRUE(w.show());
-    RenderInfo* info = nullptr;
+    std::atomic<RenderInfo*> info{nullptr};
     w.item()->addOperation(new LambdaOperation([&](RenderInfo& i) { info = &i; }));
-    ASSERT_TRUE(waitUntil([&] { return info != nullptr; }));
-    QSignalSpy fboChanged(info, &RenderInfo::fboChanged);
+    ASSERT_TRUE(waitUntil([&] { return info.load() != nullptr; }));
+    QSignalSpy fboChanged(info.load(), &RenderInfo::fboChanged);
     w.item()->getCanvasBase()->setSamples(4);
     EXPECT_EQ(w.item()->getCanvasBase()->getNumSamples(), 4u);
     EXPECT_TRUE(waitUntil([&] { return fboChanged.count() > 0; }));
@@ -321,23 +347,25 @@ TEST(Canvas3DItemTest, ResizeReachesTheViewportAndZeroSizeIsIgnored)
     CanvasWindow w;
     ASSERT_TRUE(w.show());
     w.item()->setSize(QSizeF(100, 80));
-    osg::Vec4f viewport;
+    Shared<osg::Vec4f> viewport;
     const auto readViewport = [&] {
         w.item()->addOperation(new LambdaOperation([&](RenderInfo& info) {
             const osg::Viewport* vp = info.masterCamera()->getViewport();
-            viewport.set(vp->x(), vp->y(), vp->width(), vp->height());
+            const osg::Vec4f read(vp->x(), vp->y(), vp->width(), vp->height());
+            viewport.with([&read](osg::Vec4f& v) { v = read; });
         }));
     };
     readViewport();
-    EXPECT_TRUE(waitUntil([&] { return viewport.z() == 100 && viewport.w() == 80; }));
+    EXPECT_TRUE(
+        waitUntil([&] { return viewport.value().z() == 100 && viewport.value().w() == 80; }));
 
     w.item()->setSize(QSizeF(0, 0));
     QTest::qWait(100);
-    viewport = osg::Vec4f();
+    viewport.with([](osg::Vec4f& v) { v = osg::Vec4f(); });
     readViewport();
-    EXPECT_TRUE(waitUntil([&] { return viewport.z() > 0; }));
-    EXPECT_EQ(viewport.z(), 100);
-    EXPECT_EQ(viewport.w(), 80);
+    EXPECT_TRUE(waitUntil([&] { return viewport.value().z() > 0; }));
+    EXPECT_EQ(viewport.value().z(), 100);
+    EXPECT_EQ(viewport.value().w(), 80);
 }
 
 TEST(CanvasStubTest, EveryCallIsHarmlessOnceTheItemIsGone)

@@ -4,7 +4,9 @@
 #include "orvane_operations.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QKeyEvent>
+#include <QWindow>
 #include <gtest/gtest.h>
 
 using namespace Vorna::Orvane;
@@ -85,4 +87,22 @@ TEST(DebugHandlerTest, AWrongTryOfTheRightLengthIsForgottenAndANewTryStartsAtOnc
     type(c.w, {Qt::Key_O, Qt::Key_O, Qt::Key_R, Qt::Key_V, Qt::Key_D, Qt::Key_B, Qt::Key_G});
     ASSERT_TRUE(c.sync());
     EXPECT_FALSE(c.handler->isPanelOpen());
+}
+
+TEST(DebugHandlerTest, ThePanelGoesWithTheCanvasThatOpenedIt)
+{
+    const int before = QGuiApplication::allWindows().size();
+    {
+        OrvaneTest::LogCapture log;
+        DebugCanvas c;
+        ASSERT_TRUE(c.start());
+        const int withCanvas = QGuiApplication::allWindows().size();
+        type(c.w, kSequence);
+        ASSERT_TRUE(c.sync());
+        ASSERT_TRUE(waitUntil([&] { return QGuiApplication::allWindows().size() > withCanvas; }))
+            << "the panel never opened";
+    }
+    // The handler went with the canvas's view on the render thread; the panel's window follows
+    // on the application's thread.
+    EXPECT_TRUE(waitUntil([&] { return QGuiApplication::allWindows().size() == before; }));
 }
