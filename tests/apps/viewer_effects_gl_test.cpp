@@ -72,6 +72,19 @@ protected:
         return window.grab().copy(0, 0, CanvasWindow::kCanvasWidth, CanvasWindow::kHeight);
     }
 
+    // The shadow rig under the view's other nodes, if any.
+    osg::ref_ptr<osg::Node> shadowRig()
+    {
+        osg::ref_ptr<osg::Node> rig;
+        EXPECT_TRUE(m_canvas.onRenderThread([&](RenderInfo& info) {
+            osg::Group* other = ViewMgr::getOther(info.mainView());
+            for (unsigned int i = 0; i < other->getNumChildren(); ++i)
+                if (other->getChild(i)->getName() == "shadow")
+                    rig = other->getChild(i);
+        }));
+        return rig;
+    }
+
     bool toggle(const std::function<bool(osgViewer::View*)>& body)
     {
         bool on = false;
@@ -184,13 +197,7 @@ TEST_F(ViewerEffectsTest, EnableShadowThatWaitsReturnsWithTheFrameWithoutTheRigD
     CanvasWindow& window = m_canvas.window();
     CanvasBase* canvas = window.item()->getCanvasBase();
     ASSERT_TRUE(toggle([](osgViewer::View* view) { return ViewerEffects::toggleShadow(view); }));
-    osg::ref_ptr<osg::Node> rig;
-    ASSERT_TRUE(m_canvas.onRenderThread([&](RenderInfo& info) {
-        osg::Group* other = ViewMgr::getOther(info.mainView());
-        for (unsigned int i = 0; i < other->getNumChildren(); ++i)
-            if (other->getChild(i)->getName() == "shadow")
-                rig = other->getChild(i);
-    }));
+    osg::ref_ptr<osg::Node> rig = shadowRig();
     ASSERT_TRUE(rig.valid());
 
     // Blocked updates draw nothing: the call comes back without waiting and the rig stays
@@ -205,13 +212,7 @@ TEST_F(ViewerEffectsTest, EnableShadowThatWaitsReturnsWithTheFrameWithoutTheRigD
     // Waiting: back only once a frame has run the removal and been drawn, with nothing else
     // asked of the canvas in between.
     ASSERT_TRUE(toggle([](osgViewer::View* view) { return ViewerEffects::toggleShadow(view); }));
-    rig = nullptr;
-    ASSERT_TRUE(m_canvas.onRenderThread([&](RenderInfo& info) {
-        osg::Group* other = ViewMgr::getOther(info.mainView());
-        for (unsigned int i = 0; i < other->getNumChildren(); ++i)
-            if (other->getChild(i)->getName() == "shadow")
-                rig = other->getChild(i);
-    }));
+    rig = shadowRig();
     ASSERT_TRUE(rig.valid());
     const int before = window.sceneFrames();
     OrvaneSingleton::instance()->enableShadow(canvas, false, true);
