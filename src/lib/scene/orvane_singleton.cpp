@@ -132,6 +132,10 @@ osg::Operation* OrvaneSingleton::addView(osgViewer::View* view)
             }
         }
         addWatchEh2View(target, info);
+        // A view removed earlier left the context; back in the viewer it draws on it again.
+        osg::Camera* camera = target->getCamera();
+        if (camera && !camera->getGraphicsContext() && info.masterCamera())
+            camera->setGraphicsContext(info.masterCamera()->getGraphicsContext());
         viewer->addView(target);
         viewer->addView(createHideView(&info, target));
     });
@@ -145,17 +149,25 @@ osg::Operation* OrvaneSingleton::removeView(osgViewer::View* view)
         osgViewer::CompositeViewer* viewer = info.compViewer();
         if (!target || !viewer)
             return;
+        // Left on the context, a removed view's camera would still be drawn, by a renderer
+        // whose view may be gone.
+        const auto remove = [viewer](osgViewer::View* removed) {
+            osg::ref_ptr<osgViewer::View> held = removed;
+            viewer->removeView(removed);
+            if (osg::Camera* camera = held->getCamera())
+                camera->setGraphicsContext(nullptr);
+        };
         // The first companion view met goes first, one per call.
         for (unsigned int i = 0; i < viewer->getNumViews(); ++i) {
             osgViewer::View* candidate = viewer->getView(i);
             const std::string& name = candidate->getName();
             if ((name == "datum" || name == "MacMainHideView") &&
                 candidate->getUserData() == target) {
-                viewer->removeView(candidate);
+                remove(candidate);
                 break;
             }
         }
-        viewer->removeView(target);
+        remove(target);
     });
 }
 
