@@ -133,9 +133,9 @@ osg::ref_ptr<osg::Group> ViewerEffects::createShadowRig(osgViewer::View* view,
 
     // The composite reads the finished frame and the two images; the visibility image stands in
     // for the wider fill image too.
-    osg::ref_ptr<osg::Geometry> quad = ScreenPass::createRect(program(g_shadowRectProgramStr));
-    quad->setDrawCallback(new ShadowCompositeCallback);
-    osg::StateSet* ss = quad->getOrCreateStateSet();
+    osg::ref_ptr<osg::Geode> composite = ScreenPass::createPassNode(
+        "shadow_rect", program(g_shadowRectProgramStr), new ShadowCompositeCallback);
+    osg::StateSet* ss = composite->getDrawable(0)->getOrCreateStateSet();
     ss->setTextureAttributeAndModes(1, visibility.get());
     ss->setTextureAttributeAndModes(2, visibility.get());
     ss->setTextureAttributeAndModes(3, mask.get());
@@ -144,8 +144,6 @@ osg::ref_ptr<osg::Group> ViewerEffects::createShadowRig(osgViewer::View* view,
     ss->addUniform(new osg::Uniform("pcssAuMap", 2));
     ss->addUniform(new osg::Uniform("faceMaskMap", 3));
     ss->setRenderBinDetails(kLastBin, "RenderBin");
-    osg::ref_ptr<osg::Geode> composite = new osg::Geode;
-    composite->addDrawable(quad.get());
     rig->addChild(composite.get());
     return rig;
 }

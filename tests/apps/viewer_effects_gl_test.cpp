@@ -61,16 +61,7 @@ class ViewerEffectsTest : public ::testing::Test
 protected:
     void SetUp() override { ASSERT_TRUE(m_canvas.show()); }
 
-    QImage frame()
-    {
-        CanvasWindow& window = m_canvas.window();
-        const int start = window.sceneFrames();
-        EXPECT_TRUE(OrvaneTest::waitUntil([&] {
-            window.item()->frame();
-            return window.sceneFrames() >= start + 3;
-        }));
-        return window.grab().copy(0, 0, CanvasWindow::kCanvasWidth, CanvasWindow::kHeight);
-    }
+    QImage frame() { return m_canvas.window().grabAfterFrames(3); }
 
     // The shadow rig under the view's other nodes, if any.
     osg::ref_ptr<osg::Node> shadowRig()

@@ -152,6 +152,16 @@ QImage CanvasWindow::grab()
     return m_window->grabWindow().convertToFormat(QImage::Format_ARGB32);
 }
 
+QImage CanvasWindow::grabAfterFrames(int frames, int width, int height)
+{
+    const int start = sceneFrames();
+    EXPECT_TRUE(waitUntil([&] {
+        m_item->frame();
+        return sceneFrames() >= start + frames;
+    }));
+    return grab().copy(0, 0, width, height);
+}
+
 bool CanvasWindow::run(osg::Operation* op, std::function<void(RenderInfo&)> body)
 {
     auto done = std::make_shared<std::atomic<bool>>(false);

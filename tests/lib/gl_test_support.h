@@ -57,6 +57,9 @@ public:
     // Destroys the item and keeps the window.
     void destroyItem();
     QImage grab();
+    // Asks for frames until `frames` more scene frames are drawn (the frame counter must be
+    // installed), then grabs the top-left `width` x `height` of the window.
+    QImage grabAfterFrames(int frames, int width = kCanvasWidth, int height = kHeight);
     // Grabs until `count` of the image equals `expected`; the last count.
     int settle(const std::function<int(const QImage&)>& count, int expected);
     // Adds `op` (if any) and then `body` on the render thread, and waits until both have run.

@@ -55,14 +55,13 @@ osg::ref_ptr<osg::Camera> imageCamera(int order, const osg::Vec4& clear)
 }
 
 // The blur program on a clip-space quad, with the rig's images on the units its samplers name.
-osg::ref_ptr<osg::Geode> blurQuad(osg::Drawable::DrawCallback* callback,
+osg::ref_ptr<osg::Geode> blurQuad(const std::string& name, osg::Drawable::DrawCallback* callback,
                                   const std::vector<std::pair<const char*, osg::Texture2D*>>& units,
                                   osg::Uniform* dir, bool secondPass)
 {
-    osg::ref_ptr<osg::Geometry> quad = ScreenPass::createRect(program(g_meshPBRSSSSProgramStr));
-    if (callback)
-        quad->setDrawCallback(callback);
-    osg::StateSet* ss = quad->getOrCreateStateSet();
+    osg::ref_ptr<osg::Geode> geode =
+        ScreenPass::createPassNode(name, program(g_meshPBRSSSSProgramStr), callback);
+    osg::StateSet* ss = geode->getDrawable(0)->getOrCreateStateSet();
     // The result replaces what is below; the mask already mixes it with the frame.
     ss->setMode(GL_BLEND, osg::StateAttribute::OFF);
     for (size_t unit = 0; unit < units.size(); ++unit) {
@@ -72,8 +71,6 @@ osg::ref_ptr<osg::Geode> blurQuad(osg::Drawable::DrawCallback* callback,
     }
     ss->addUniform(dir);
     ss->addUniform(new osg::Uniform("second_pass", secondPass));
-    osg::ref_ptr<osg::Geode> geode = new osg::Geode;
-    geode->addDrawable(quad.get());
     return geode;
 }
 
@@ -184,7 +181,7 @@ osg::ref_ptr<osg::Group> SSSSTool::createSSSSNode(osg::Group* models, float worl
     across->setReferenceFrame(osg::Camera::ABSOLUTE_RF);
     across->setComputeNearFarMode(osg::CullSettings::DO_NOT_COMPUTE_NEAR_FAR);
     across->attach(osg::Camera::COLOR_BUFFER, firstPass.get());
-    across->addChild(blurQuad(nullptr,
+    across->addChild(blurQuad("ssss_blur_x", nullptr,
                               {{"colorTex", diffuse.get()},
                                {"specularTex", specular.get()},
                                {"depthTex", depth.get()},
@@ -195,7 +192,7 @@ osg::ref_ptr<osg::Group> SSSSTool::createSSSSNode(osg::Group* models, float worl
 
     // Second pass, over the finished frame: along y, plus the specular, where the mask is set.
     osg::ref_ptr<osg::Geode> composite =
-        blurQuad(new CompositeCallback,
+        blurQuad("ssss_blur_y", new CompositeCallback,
                  {{"screenColorTex", nullptr},
                   {"colorTex", firstPass.get()},
                   {"specularTex", specular.get()},

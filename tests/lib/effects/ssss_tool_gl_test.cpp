@@ -82,13 +82,7 @@ protected:
             ViewMgr::getOther(view)->addChild(
                 SSSSTool::createSSSSNode(ViewMgr::getModel(view), kUnitsPerMm).get());
         }));
-        CanvasWindow& window = m_canvas.window();
-        const int start = window.sceneFrames();
-        EXPECT_TRUE(OrvaneTest::waitUntil([&] {
-            window.item()->frame();
-            return window.sceneFrames() >= start + 3;
-        }));
-        return window.grab().copy(0, 0, CanvasWindow::kCanvasWidth, CanvasWindow::kHeight);
+        return m_canvas.window().grabAfterFrames(3);
     }
 
     // The first column of the dark side in the plain frame, on the middle row.
@@ -196,14 +190,7 @@ TEST_F(SSSSToolTest, TheImagesFollowTheCanvasWhenItIsResized)
 
     constexpr int kSide = 100;
     CanvasWindow& window = m_canvas.window();
-    auto grab = [&] {
-        const int start = window.sceneFrames();
-        EXPECT_TRUE(OrvaneTest::waitUntil([&] {
-            window.item()->frame();
-            return window.sceneFrames() >= start + 3;
-        }));
-        return window.grab().copy(0, 0, kSide, kSide);
-    };
+    auto grab = [&] { return window.grabAfterFrames(3, kSide, kSide); };
     window.item()->setSize(QSizeF(kSide, kSide));
     const QImage after = grab();
     EXPECT_TRUE(m_canvas.onRenderThread([](RenderInfo& info) {
