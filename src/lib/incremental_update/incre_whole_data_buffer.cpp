@@ -1,5 +1,6 @@
 #include "incre_whole_data_buffer.h"
 
+#include "huge_pages.h"
 #include "orvane_log.h"
 
 #include <QOpenGLContext>
@@ -106,6 +107,7 @@ bool IncrePtCommonWholeBuffer::allocateZeroed(GLuint buffer, qint64 bytes)
                                             GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_BUFFER_BIT);
     if (!target)
         return false;
+    adviseHugePages(target, static_cast<size_t>(rounded));
     std::memset(target, 0, static_cast<size_t>(rounded));
     return m_glFn->glUnmapBuffer(GL_ARRAY_BUFFER) == GL_TRUE;
 }
