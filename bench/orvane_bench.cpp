@@ -387,12 +387,13 @@ void print(const char* name, double value, const char* unit)
 // Each figure beside the plain program's, the two taking turns in the same run so that the
 // load of the machine falls on both alike. Both get the same points; only the canvas's side is
 // in the canvas's timers and only the plain program's in its own.
-void runScenes(Canvas3DItem* canvas, const std::shared_ptr<std::atomic<int>>& frames)
+void runScenes(Canvas3DItem* canvas, const std::shared_ptr<std::atomic<int>>& frames,
+               const QString& only)
 {
     constexpr int kBig = 20000000, kTen = 10000000;
     float eye[3];
     orbitEye(0, eye);
-    {
+    if (only.isEmpty() || only == "blob") {
         RawGlCloud raw(kBig, 1280, 1024);
         if (!raw.isValid())
             return;
@@ -427,6 +428,18 @@ void runScenes(Canvas3DItem* canvas, const std::shared_ptr<std::atomic<int>>& fr
         }
         print("frame_ms_blob_20M", median(ours), "ms");
         print("frame_ms_blob_raw_gl_20M", median(plain), "ms");
+        // The same frame with the plain program's point size: how much of the gap is the
+        // three-pixel points' extra fragments.
+        osg::ref_ptr<osg::StateSet> cloudState = bench.cloud()->getOrCreateStateSet();
+        canvas->addOperation(new LambdaOperation([cloudState](RenderInfo&) {
+            cloudState->addUniform(new osg::Uniform("pointSize", 1.0f));
+        }));
+        ours.clear();
+        for (int i = 0; i < 3; ++i)
+            ours.push_back(bench.frameMs());
+        canvas->addOperation(new LambdaOperation(
+            [cloudState](RenderInfo&) { cloudState->removeUniform("pointSize"); }));
+        print("frame_ms_blob_1px_20M", median(ours), "ms");
 
         std::mt19937 generator(5);
         std::vector<int> ids(100000);
@@ -475,7 +488,7 @@ void runScenes(Canvas3DItem* canvas, const std::shared_ptr<std::atomic<int>>& fr
         bench.cloud()->setPointBudget(0);
         bench.cloud()->setWholeSize(0);
     }
-    {
+    if (only.isEmpty() || only == "uniform") {
         // A 10M-point scan handed over as one patch, as resuming or loading one does.
         RawGlCloud raw(kTen, 1280, 1024);
         CloudBench bench(canvas, frames);
@@ -543,7 +556,7 @@ int main(int argc, char** argv)
     spinUntil([&] { return frames->load() > 0; }, 30000);
     const double firstFrameMs = sinceCreation.nsecsElapsed() / 1e6;
     if (scenesOnly) {
-        runScenes(canvas, frames);
+        runScenes(canvas, frames, argc > 2 ? QString(argv[2]) : QString());
         return 0;
     }
 

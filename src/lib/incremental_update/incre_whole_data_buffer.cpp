@@ -1,7 +1,7 @@
 #include "incre_whole_data_buffer.h"
 
-#include "huge_pages.h"
 #include "orvane_log.h"
+#include "zeroed_pages.h"
 
 #include <QOpenGLContext>
 #include <cstring>
@@ -17,9 +17,22 @@ constexpr qint64 kUintMax = std::numeric_limits<uint>::max();
 constexpr qint64 kUploadRunVertices = 134217728;
 constexpr qint64 kReadPieceBytes = 1073741824;
 
+constexpr GLenum kExternalVirtualMemoryBuffer = 0x9160; // GL_EXTERNAL_VIRTUAL_MEMORY_BUFFER_AMD
+
 qint64 roundUp4096(qint64 bytes)
 {
     return (bytes + 4095) / 4096 * 4096;
+}
+
+// Software rasterisers keep buffers in host memory: there, storage of our own costs nothing in
+// drawing. On a GPU it would be read across the bus, so it is used nowhere else.
+bool bufferStorageIsHostMemory(QOpenGLFunc* fn)
+{
+    QOpenGLContext* context = QOpenGLContext::currentContext();
+    if (!fn || !context || !context->hasExtension("GL_AMD_pinned_memory"))
+        return false;
+    const auto* renderer = reinterpret_cast<const char*>(fn->glGetString(GL_RENDERER));
+    return renderer && (std::strstr(renderer, "llvmpipe") || std::strstr(renderer, "softpipe"));
 }
 
 } // namespace
@@ -71,8 +84,13 @@ int IncrePtDataWholeBuffer::getBufElementSize(int bufIndex) const
     return it == m_elementSizes.end() ? -1 : it->second;
 }
 
+IncrePtCommonWholeBuffer::IncrePtCommonWholeBuffer() = default;
+
+IncrePtCommonWholeBuffer::~IncrePtCommonWholeBuffer() = default;
+
 bool IncrePtCommonWholeBuffer::initInner()
 {
+    m_adoptHostMemory = bufferStorageIsHostMemory(m_glFn);
     return createAllBuf(m_initVertNum);
 }
 
@@ -90,12 +108,45 @@ qint64 IncrePtCommonWholeBuffer::bufferBytes(GLuint buffer)
     return bytes;
 }
 
+bool IncrePtCommonWholeBuffer::specifyStorage(GLuint buffer, qint64 bytes)
+{
+    m_adopted.erase(buffer);
+    if (m_adoptHostMemory) {
+        auto pages = std::make_unique<ZeroedPages>(static_cast<size_t>(bytes));
+        if (pages->data()) {
+            m_glFn->glBindBuffer(kExternalVirtualMemoryBuffer, buffer);
+            m_glFn->glBufferData(kExternalVirtualMemoryBuffer, static_cast<GLsizeiptr>(bytes),
+                                 pages->data(), GL_DYNAMIC_DRAW);
+            m_glFn->glBindBuffer(kExternalVirtualMemoryBuffer, 0);
+            m_glFn->glBindBuffer(GL_ARRAY_BUFFER, buffer);
+            if (m_glFn->glGetError() == GL_NO_ERROR) {
+                m_adopted[buffer] = std::move(pages);
+                return true;
+            }
+        }
+        // Refused: ordinary storage below.
+    }
+    m_glFn->glBindBuffer(GL_ARRAY_BUFFER, buffer);
+    m_glFn->glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(bytes), nullptr, GL_DYNAMIC_DRAW);
+    return false;
+}
+
+void IncrePtCommonWholeBuffer::deleteBuffer(GLuint& buffer)
+{
+    if (!buffer)
+        return;
+    m_glFn->glDeleteBuffers(1, &buffer);
+    // The rasteriser copies or shades vertices within the call that reads them, so no frame
+    // still reads this memory once the buffer is gone.
+    m_adopted.erase(buffer);
+    buffer = 0;
+}
+
 bool IncrePtCommonWholeBuffer::allocateZeroed(GLuint buffer, qint64 bytes)
 {
     const qint64 rounded = roundUp4096(bytes);
-    m_glFn->glBindBuffer(GL_ARRAY_BUFFER, buffer);
-    m_glFn->glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(rounded), nullptr,
-                         GL_DYNAMIC_DRAW);
+    if (specifyStorage(buffer, rounded))
+        return true;
     // A refused allocation leaves its error for the caller to report.
     GLint64 actual = 0;
     m_glFn->glGetBufferParameteri64v(GL_ARRAY_BUFFER, GL_BUFFER_SIZE, &actual);
@@ -107,7 +158,6 @@ bool IncrePtCommonWholeBuffer::allocateZeroed(GLuint buffer, qint64 bytes)
                                             GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_BUFFER_BIT);
     if (!target)
         return false;
-    adviseHugePages(target, static_cast<size_t>(rounded));
     std::memset(target, 0, static_cast<size_t>(rounded));
     return m_glFn->glUnmapBuffer(GL_ARRAY_BUFFER) == GL_TRUE;
 }
@@ -139,9 +189,8 @@ bool IncrePtCommonWholeBuffer::createAllBuf(GLsizeiptr vertNum)
 
 void IncrePtCommonWholeBuffer::delAllBuf()
 {
-    for (GLuint id : m_buffArr)
-        if (id)
-            m_glFn->glDeleteBuffers(1, &id);
+    for (GLuint& id : m_buffArr)
+        deleteBuffer(id);
     m_buffArr.clear();
 }
 
@@ -226,11 +275,8 @@ ResizeResult IncrePtCommonWholeBuffer::autoResizeByVertNum(bool increaseUpdate, 
     const auto fail = [&]() {
         m_glFn->glBindBuffer(GL_ARRAY_BUFFER, 0);
         m_glFn->glBindBuffer(GL_COPY_READ_BUFFER, 0);
-        for (GLuint& id : temporaries) {
-            if (id)
-                m_glFn->glDeleteBuffers(1, &id);
-            id = 0;
-        }
+        for (GLuint& id : temporaries)
+            deleteBuffer(id);
         return RR_Failed;
     };
     for (int index = 0; index < WDBI_AttribBufNum; ++index) {
@@ -302,7 +348,7 @@ ResizeResult IncrePtCommonWholeBuffer::autoResizeByVertNum(bool increaseUpdate, 
     for (int index = 0; index < WDBI_AttribBufNum; ++index) {
         if (!temporaries[index])
             continue;
-        m_glFn->glDeleteBuffers(1, &m_buffArr[index]);
+        deleteBuffer(m_buffArr[index]);
         m_buffArr[index] = temporaries[index];
         temporaries[index] = 0;
     }
@@ -415,11 +461,8 @@ bool IncrePtCommonWholeBuffer::wholeUpdate(Vec3ArrayRef vertArr, Vec3ArrayRef no
             qCInfo(orvane) << op << "dataBuf is invalid, bufIndex:" << index;
             continue;
         }
-        if (bufferBytes(buffer) < need) {
-            m_glFn->glBindBuffer(GL_ARRAY_BUFFER, buffer);
-            m_glFn->glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(need + 500000 * size),
-                                 nullptr, GL_DYNAMIC_DRAW);
-        }
+        if (bufferBytes(buffer) < need)
+            specifyStorage(buffer, need + 500000 * size);
         if (!host[index]) {
             qCInfo(orvane) << op << "dataPtr is null, bufIndex:" << index;
             continue;

@@ -99,9 +99,13 @@ protected:
 };
 
 // Four separate buffers, grown additively and all-or-nothing.
+class ZeroedPages;
+
 class IncrePtCommonWholeBuffer : public IncrePtDataWholeBuffer
 {
 public:
+    IncrePtCommonWholeBuffer();
+    ~IncrePtCommonWholeBuffer() override;
     GLuint getBuf(int bufIndex) override;
     ResizeResult autoResizeByVertNum(bool increaseUpdate, uint wholeSize, uint patchSize) override;
     bool fetchAttrib(int bufIndex, int fetchVertNum, char* dst) override;
@@ -130,11 +134,20 @@ private:
     bool createAllBuf(GLsizeiptr vertNum);
     void delAllBuf();
     qint64 bufferBytes(GLuint buffer);
+    // New storage of `bytes` for the bound GL_ARRAY_BUFFER `buffer`; returns whether it is
+    // known to be zero already. Errors are left for the caller.
+    bool specifyStorage(GLuint buffer, qint64 bytes);
+    // Deletes a buffer and frees the host memory it had adopted, if any.
+    void deleteBuffer(GLuint& buffer);
 
     std::vector<GLuint> m_buffArr;
     qint64 m_preBufSize = 0;
     int m_initVertNum = 5000000;
     int m_expandVertNum = 2000000;
+    // Where buffer storage is host memory anyway (a software rasteriser with
+    // GL_AMD_pinned_memory), buffers adopt zeroed pages of our own, freed with the buffer.
+    bool m_adoptHostMemory = false;
+    std::map<GLuint, std::unique_ptr<ZeroedPages>> m_adopted;
 };
 
 } // namespace Orvane
