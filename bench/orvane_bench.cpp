@@ -535,6 +535,7 @@ int main(int argc, char** argv)
 {
     QGuiApplication app(argc, argv);
     const bool scenesOnly = argc > 1 && std::strcmp(argv[1], "--scenes") == 0;
+    const bool scatterOnly = argc > 1 && std::strcmp(argv[1], "--scatter") == 0;
     std::printf("memcpy_gbps %.2f GB/s\n", memcpyGbps());
     std::printf("scatter_limit_mpts %.1f Mpoints/s\n", scatterLimitMpts());
     std::fflush(stdout);
@@ -566,6 +567,8 @@ int main(int argc, char** argv)
         std::printf("patch_scatter_sequential_mpts %.1f Mpoints/s\n",
                     patchScatterMpts(bench, false));
         std::fflush(stdout);
+        if (scatterOnly)
+            return 0;
 
         // 100k random ids overwritten in a 20M-point cloud, then one frame drawing all of it.
         constexpr int kBig = 20000000;

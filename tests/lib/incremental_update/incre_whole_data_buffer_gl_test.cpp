@@ -3,8 +3,10 @@
 #include "gl_test_support.h"
 #include "incre_whole_data_buffer.h"
 
+#include <QFile>
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
+#include <cstring>
 #include <gtest/gtest.h>
 
 using namespace Vorna::Orvane;
@@ -55,6 +57,16 @@ osg::ref_ptr<osg::Vec3Array> ramp(int n, float base)
     for (int i = 0; i < n; ++i)
         a->push_back(osg::Vec3(base + i, base - i, 0.5f * i));
     return a;
+}
+
+// Resident memory of this process in MiB.
+double residentMiB()
+{
+    QFile statm("/proc/self/statm");
+    if (!statm.open(QIODevice::ReadOnly))
+        return 0.0;
+    const QList<QByteArray> fields = statm.readAll().split(' ');
+    return fields.size() > 1 ? fields[1].toDouble() * 4096.0 / (1024.0 * 1024.0) : 0.0;
 }
 
 } // namespace
@@ -227,4 +239,41 @@ TEST_F(WholeBufferTest, FailedGrowthKeepsTheOldBuffersAndTheirData)
     EXPECT_EQ(buffer->autoResizeByVertNum(true, static_cast<uint>(capacity), 10), RR_Resized);
     EXPECT_GT(buffer->capacity(), capacity);
     EXPECT_FLOAT_EQ(fetch(WDBI_Position, 100)[99 * 3], 100.0f);
+}
+
+// A scan parked and resumed many times must not keep the memory of the buffers it let go.
+TEST_F(WholeBufferTest, ParkedBuffersGiveTheirMemoryBack)
+{
+#ifdef ORVANE_SANITIZED
+    GTEST_SKIP() << "the sanitizer's allocator keeps freed memory in quarantine";
+#endif
+    ASSERT_TRUE(buffer->init(true, gl));
+    const auto fill = [&] {
+        const GLsizeiptr bytes = static_cast<GLsizeiptr>(buffer->capacity()) * 12;
+        for (int index : {WDBI_Position, WDBI_Normal, WDBI_Color}) {
+            gl->glBindBuffer(GL_ARRAY_BUFFER, buffer->getBuf(index));
+            void* data = gl->glMapBufferRange(GL_ARRAY_BUFFER, 0, bytes, GL_MAP_WRITE_BIT);
+            ASSERT_NE(data, nullptr);
+            std::memset(data, 1, static_cast<size_t>(bytes));
+            gl->glUnmapBuffer(GL_ARRAY_BUFFER);
+        }
+        gl->glBindBuffer(GL_ARRAY_BUFFER, 0);
+    };
+    osg::ref_ptr<osg::Vec3Array> one = ramp(1, 1.0f);
+    osg::ref_ptr<osg::ByteArray> state = new osg::ByteArray(1);
+    double afterFirstPark = 0.0;
+    for (int cycle = 0; cycle < 4; ++cycle) {
+        if (cycle > 0)
+            ASSERT_TRUE(buffer->restorePreBuf(one, one, one, state));
+        fill();
+        const double filled = residentMiB();
+        ASSERT_TRUE(buffer->delBufAndRecordSize());
+        const double parked = residentMiB();
+        // Three 5M-point float arrays are 172 MiB; a driver may keep a little back.
+        EXPECT_GT(filled - parked, 150.0) << "cycle " << cycle;
+        if (cycle == 0)
+            afterFirstPark = parked;
+        else
+            EXPECT_LT(parked - afterFirstPark, 32.0) << "cycle " << cycle;
+    }
 }
