@@ -103,7 +103,6 @@ void main()
         position = frameMatrix * position;
         normal = mat3(frameMatrix) * normal;
     }
-    vec4 worldPos = modelMatrix * position;
     vec4 camerapos = modelViewMatrix * position;
 
     vec3 color = front;
@@ -113,6 +112,7 @@ void main()
     float state = vState;
     bool isUnderPlane = false;
     if (isCutPlaneExist) {
+        vec4 worldPos = modelMatrix * position;
         float dotValue = dot(worldPos.xyz - center, direction);
         isUnderPlane = dotValue < 0.0;
         state = isUnderPlane ? selectIndex : vState;
@@ -121,9 +121,9 @@ void main()
             return;
         }
     }
-    vec3 stateColor = texelFetch(colorIndex, int(state), 0).rgb;
+    // Most points have no state: fetch the table only for those that do.
     if (state > 0.0)
-        color = stateColor;
+        color = texelFetch(colorIndex, int(state), 0).rgb;
 
     if (useFixedSize) {
         gl_PointSize = pointSize;
