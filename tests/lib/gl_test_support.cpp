@@ -172,7 +172,8 @@ bool CanvasWindow::run(osg::Operation* op, std::function<void(RenderInfo&)> body
             body(info);
         *done = true;
     }));
-    return waitUntil([done] { return done->load(); });
+    // Generous: the frame before may be a multi-million-point one on a busy software rasteriser.
+    return waitUntil([done] { return done->load(); }, 30000);
 }
 
 bool CanvasWindow::lookAt(const osg::Vec3d& eye, const osg::Vec3d& centre, const osg::Vec3d& up)
