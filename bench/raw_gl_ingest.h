@@ -27,9 +27,9 @@ public:
     // Points written at the given ids through mapped buffers.
     void scatter(const std::vector<int>& ids, const float* position, const float* normal,
                  const float* colour);
-    // Milliseconds to draw the first `count` points seen from `eye` (looking at the origin,
-    // z up, the scenes' field of view), finished.
-    double frameMs(int count, const float eye[3]);
+    // Milliseconds to draw every `every`-th of the first `count` points seen from `eye`
+    // (looking at the origin, z up, the scenes' field of view), finished.
+    double frameMs(int count, const float eye[3], int every = 1);
 
 private:
     struct Private;
