@@ -4,6 +4,7 @@
 #include "orvane_operations.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QGuiApplication>
 #include <QMutex>
 #include <QQmlComponent>
@@ -59,6 +60,15 @@ bool waitUntil(const std::function<bool()>& done, int timeoutMs)
         QTest::qWait(5);
     }
     return true;
+}
+
+double residentMiB()
+{
+    QFile statm("/proc/self/statm");
+    if (!statm.open(QIODevice::ReadOnly))
+        return 0.0;
+    const QList<QByteArray> fields = statm.readAll().split(' ');
+    return fields.size() > 1 ? fields[1].toDouble() * 4096.0 / (1024.0 * 1024.0) : 0.0;
 }
 
 LogCapture::LogCapture()

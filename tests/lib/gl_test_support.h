@@ -26,6 +26,9 @@ int scaledTimeout(int timeoutMs);
 // Spins the event loop until `done` holds or `timeoutMs` (scaled) passes; returns `done()`.
 bool waitUntil(const std::function<bool()>& done, int timeoutMs = 5000);
 
+// Resident memory of this process in MiB, 0 where /proc is missing.
+double residentMiB();
+
 // Records every message of the library's logging category while alive.
 class LogCapture
 {

@@ -7,7 +7,6 @@
 #include "live_cloud_start.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -32,16 +31,6 @@ int soakSeconds()
 {
     const char* text = std::getenv("ORVANE_SOAK_SECONDS");
     return text && *text ? std::max(2, std::atoi(text)) : 30;
-}
-
-// Resident memory of this process in MiB.
-double residentMiB()
-{
-    QFile statm("/proc/self/statm");
-    if (!statm.open(QIODevice::ReadOnly))
-        return 0.0;
-    const QList<QByteArray> fields = statm.readAll().split(' ');
-    return fields.size() > 1 ? fields[1].toDouble() * 4096.0 / (1024.0 * 1024.0) : 0.0;
 }
 
 struct Model {
@@ -183,12 +172,12 @@ TEST_P(LiveCloudSoak, ProducersPausesAndCameraMovesLoseNoPoint)
             ++pauses;
         }
         if (warmMiB == 0.0 && timer.elapsed() > warmUpMs)
-            warmMiB = residentMiB();
+            warmMiB = OrvaneTest::residentMiB();
     }
     stop = true;
     for (std::thread& producer : producers)
         producer.join();
-    const double endMiB = residentMiB();
+    const double endMiB = OrvaneTest::residentMiB();
     ASSERT_TRUE(waitUntil(
         [&] {
             w.item()->frame();
@@ -217,8 +206,9 @@ TEST_P(LiveCloudSoak, ProducersPausesAndCameraMovesLoseNoPoint)
 #ifndef ORVANE_SANITIZED
     // Allocator quarantines of sanitizer builds grow by design; elsewhere a steady stream must
     // not: 10 % plus 64 MiB covers the allocator's own slack.
-    if (warmMiB > 0.0)
+    if (warmMiB > 0.0) {
         EXPECT_LT(endMiB, warmMiB * 1.1 + 64.0) << "memory grew after the warm-up";
+    }
 #endif
 }
 

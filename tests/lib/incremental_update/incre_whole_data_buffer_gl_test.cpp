@@ -3,7 +3,6 @@
 #include "gl_test_support.h"
 #include "incre_whole_data_buffer.h"
 
-#include <QFile>
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
 #include <cstring>
@@ -57,16 +56,6 @@ osg::ref_ptr<osg::Vec3Array> ramp(int n, float base)
     for (int i = 0; i < n; ++i)
         a->push_back(osg::Vec3(base + i, base - i, 0.5f * i));
     return a;
-}
-
-// Resident memory of this process in MiB.
-double residentMiB()
-{
-    QFile statm("/proc/self/statm");
-    if (!statm.open(QIODevice::ReadOnly))
-        return 0.0;
-    const QList<QByteArray> fields = statm.readAll().split(' ');
-    return fields.size() > 1 ? fields[1].toDouble() * 4096.0 / (1024.0 * 1024.0) : 0.0;
 }
 
 } // namespace
@@ -263,17 +252,19 @@ TEST_F(WholeBufferTest, ParkedBuffersGiveTheirMemoryBack)
     osg::ref_ptr<osg::ByteArray> state = new osg::ByteArray(1);
     double afterFirstPark = 0.0;
     for (int cycle = 0; cycle < 4; ++cycle) {
-        if (cycle > 0)
+        if (cycle > 0) {
             ASSERT_TRUE(buffer->restorePreBuf(one, one, one, state));
+        }
         fill();
-        const double filled = residentMiB();
+        const double filled = OrvaneTest::residentMiB();
         ASSERT_TRUE(buffer->delBufAndRecordSize());
-        const double parked = residentMiB();
+        const double parked = OrvaneTest::residentMiB();
         // Three 5M-point float arrays are 172 MiB; a driver may keep a little back.
         EXPECT_GT(filled - parked, 150.0) << "cycle " << cycle;
-        if (cycle == 0)
+        if (cycle == 0) {
             afterFirstPark = parked;
-        else
+        } else {
             EXPECT_LT(parked - afterFirstPark, 32.0) << "cycle " << cycle;
+        }
     }
 }
