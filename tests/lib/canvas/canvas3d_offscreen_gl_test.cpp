@@ -234,11 +234,20 @@ TEST(OffscreenCanvasTest, InputOnTheSurfaceReachesHandlersAsOnTheItem)
     tap(Qt::TouchPointPressed);
     tap(Qt::TouchPointReleased);
     tap(Qt::TouchPointPressed);
+    // The taps must fall within 300 ticks of the process's processor time, which the render and
+    // llvmpipe threads advance too: under a sanitizer a pair can miss, so more pairs follow.
+    for (int i = 0; i < 20; ++i) {
+        tap(Qt::TouchPointReleased);
+        tap(Qt::TouchPointPressed);
+    }
+    const auto isDoubleTap = [](const osg::ref_ptr<GA>& e) {
+        return e->getEventType() == GA::DOUBLECLICK && e->getName() == g_addtionalTouchName;
+    };
 
     std::vector<osg::ref_ptr<GA>> events;
     ASSERT_TRUE(waitUntil([&] {
         events = recorder->events();
-        return events.size() >= 5;
+        return events.size() >= 5 && std::any_of(events.begin(), events.end(), isDoubleTap);
     }));
     EXPECT_EQ(events[0]->getEventType(), GA::PUSH);
     EXPECT_EQ(events[0]->getButton(), GA::RIGHT_MOUSE_BUTTON);
@@ -250,10 +259,6 @@ TEST(OffscreenCanvasTest, InputOnTheSurfaceReachesHandlersAsOnTheItem)
     EXPECT_EQ(events[1]->getKey(), 'q');
     EXPECT_EQ(events[2]->getEventType(), GA::MOVE);
     EXPECT_TRUE(events[2]->isMultiTouchEvent());
-    bool doubleTap = false;
-    for (const auto& e : events)
-        doubleTap |= e->getEventType() == GA::DOUBLECLICK && e->getName() == g_addtionalTouchName;
-    EXPECT_TRUE(doubleTap);
 }
 
 TEST(OffscreenCanvasTest, TheFacadeReachesAHeadlessCanvasOnceItIsSetUp)
