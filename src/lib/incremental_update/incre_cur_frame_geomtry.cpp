@@ -221,7 +221,7 @@ bool IncreCurFrameGeometry::fetchCutPlaneOsgUniform(osg::RenderInfo& renderInfo)
     return true;
 }
 
-bool IncreCurFrameGeometry::isPrintLog = false;
+std::atomic<bool> IncreCurFrameGeometry::isPrintLog{false};
 
 void IncreCurFrameGeometry::drawCurrent(osg::RenderInfo& renderInfo)
 {

@@ -4,6 +4,7 @@
 
 #include <QMutex>
 #include <array>
+#include <atomic>
 #include <memory>
 #include <osg/Texture2D>
 #include <vector>
@@ -46,7 +47,8 @@ public:
     void drawCall(osg::RenderInfo& renderInfo) override;
 
     // Debug switch, off: adds "Begin", "End" and each fetched cut-plane uniform with its location.
-    static bool isPrintLog;
+    // Atomic: a test flips it while the render thread draws.
+    static std::atomic<bool> isPrintLog;
 
     // Frees the VAO and buffer while their context is current.
     void releaseGLObjects(osg::State* state = nullptr) const override;
