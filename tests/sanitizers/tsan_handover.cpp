@@ -3,7 +3,6 @@
 // between posting and delivery, or between the last unref and the delete on another thread.
 // These stand in for the exported entry points that calls cross (from our code, or from one Qt
 // library into QtCore), mark the hand-over and call the real function.
-#include <atomic>
 #include <dlfcn.h>
 #include <osg/Referenced>
 #include <sanitizer/tsan_interface.h>
@@ -21,9 +20,18 @@ enum { MetaCallEvent = 43 };
 
 // QtPrivate::QSlotObjectBase: a reference count, then the function that calls and destroys it.
 struct SlotObject {
-    std::atomic<int> ref;
+    int ref;
     void (*impl)(int which, SlotObject* self, void* receiver, void** args, bool* ret);
 };
+
+// Adds to a slot object's count as QtCore does, out of the checker's sight like QtCore's own
+// changes: a visible change would race with the delete in QtCore that the count orders.
+int addToRef(SlotObject* slot, int delta)
+{
+    int old = delta;
+    asm volatile("lock xaddl %0, %1" : "+r"(old), "+m"(slot->ref) : : "memory");
+    return old;
+}
 
 // QEvent: vtable pointer, d pointer, then the type.
 struct Event {
@@ -35,6 +43,20 @@ struct Event {
 // Queued signals reach their receivers through QtCore alone; every emission releases this and
 // every queued call's delivery acquires it.
 char g_signals;
+
+// Emitting reads the sender's connections, which connecting wrote under a lock inside QtCore.
+void emitting(void* sender)
+{
+    __tsan_acquire(sender);
+    __tsan_release(&g_signals);
+}
+
+// QMetaObject::Connection as returned: through a hidden pointer, as for any class with a
+// destructor of its own.
+struct Connection {
+    void* d;
+    ~Connection() {}
+};
 
 template <typename F> F next(const char* name, const char* version = nullptr)
 {
@@ -84,16 +106,18 @@ bool _ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseEN
         "ConnectionTypeEPv",
         "Qt_5");
     posted(object);
-    if (type != BlockingQueuedConnection)
-        return real(object, slot, type, ret);
-    // The caller's last reference goes inside the call, after the wait: hold one more, so that
-    // the slot object (the lambda's captures) is freed after the acquire.
+    // The caller's reference may be the last and go inside the call, after the receiver ran the
+    // lambda: hold one more, so that the slot object (the lambda's captures) is freed here after
+    // an acquire.
     auto* slotObject = static_cast<SlotObject*>(slot);
-    slotObject->ref.fetch_add(1);
+    addToRef(slotObject, 1);
     const bool invoked = real(object, slot, type, ret);
-    __tsan_acquire(object);
-    if (slotObject->ref.fetch_sub(1) == 1)
+    if (type == BlockingQueuedConnection)
+        __tsan_acquire(object);
+    if (addToRef(slotObject, -1) == 1) {
+        __tsan_acquire(object);
         slotObject->impl(0, slotObject, nullptr, nullptr, nullptr);
+    }
     return invoked;
 }
 
@@ -121,7 +145,7 @@ void _ZN11QMetaObject8activateEP7QObjectiiPPv(void* sender, int offset, int inde
 {
     static const auto real =
         next<void (*)(void*, int, int, void**)>("_ZN11QMetaObject8activateEP7QObjectiiPPv", "Qt_5");
-    __tsan_release(&g_signals);
+    emitting(sender);
     real(sender, offset, index, args);
 }
 
@@ -130,7 +154,7 @@ void _ZN11QMetaObject8activateEP7QObjectPKS_iPPv(void* sender, const void* meta,
 {
     static const auto real = next<void (*)(void*, const void*, int, void**)>(
         "_ZN11QMetaObject8activateEP7QObjectPKS_iPPv", "Qt_5");
-    __tsan_release(&g_signals);
+    emitting(sender);
     real(sender, meta, index, args);
 }
 
@@ -138,8 +162,37 @@ void _ZN11QMetaObject8activateEP7QObjectiPPv(void* sender, int index, void** arg
 {
     static const auto real =
         next<void (*)(void*, int, void**)>("_ZN11QMetaObject8activateEP7QObjectiPPv", "Qt_5");
-    __tsan_release(&g_signals);
+    emitting(sender);
     real(sender, index, args);
+}
+
+// QObject::connectImpl(const QObject*, void**, const QObject*, void**, QSlotObjectBase*,
+// Qt::ConnectionType, const int*, const QMetaObject*): what the connect templates call.
+Connection
+_ZN7QObject11connectImplEPKS_PPvS1_S3_PN9QtPrivate15QSlotObjectBaseEN2Qt14ConnectionTypeEPKiPK11QMetaObject(
+    const void* sender, void** signal, const void* receiver, void** slot, void* slotObject,
+    int type, const int* types, const void* senderMeta)
+{
+    static const auto real = next<Connection (*)(const void*, void**, const void*, void**, void*,
+                                                 int, const int*, const void*)>(
+        "_ZN7QObject11connectImplEPKS_PPvS1_S3_PN9QtPrivate15QSlotObjectBaseEN2Qt14"
+        "ConnectionTypeEPKiPK11QMetaObject",
+        "Qt_5");
+    __tsan_release(const_cast<void*>(sender));
+    return real(sender, signal, receiver, slot, slotObject, type, types, senderMeta);
+}
+
+// QObject::connect(const QObject*, const char*, const QObject*, const char*, Qt::ConnectionType)
+Connection _ZN7QObject7connectEPKS_PKcS1_S3_N2Qt14ConnectionTypeE(const void* sender,
+                                                                  const char* signal,
+                                                                  const void* receiver,
+                                                                  const char* method, int type)
+{
+    static const auto real =
+        next<Connection (*)(const void*, const char*, const void*, const char*, int)>(
+            "_ZN7QObject7connectEPKS_PKcS1_S3_N2Qt14ConnectionTypeE", "Qt_5");
+    __tsan_release(const_cast<void*>(sender));
+    return real(sender, signal, receiver, method, type);
 }
 
 // osg::Referenced::signalObserversAndDelete(bool, bool) const: called, also from inside libosg,
