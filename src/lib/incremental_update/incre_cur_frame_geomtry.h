@@ -73,7 +73,8 @@ private:
     float m_pointSize = 5.0f;
     float m_zOffset = 0.001f;
     osg::Vec3 m_baseColor{1.0f, 0.0f, 0.0f};
-    unsigned int m_pointCount = 0;
+    // Atomic: set from the application's thread, read by the draw.
+    std::atomic<unsigned int> m_pointCount{0};
     QMutex m_dataMutex;
     std::shared_ptr<CurrentFramePointData> m_pointData;
     std::vector<std::array<float, 16>> m_frameMatrices;
