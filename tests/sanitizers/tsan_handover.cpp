@@ -51,6 +51,13 @@ void emitting(void* sender)
     __tsan_release(&g_signals);
 }
 
+// Queued arguments are copied inside the call: release again after it, for a receiver that
+// has not run yet.
+void emitted()
+{
+    __tsan_release(&g_signals);
+}
+
 // QMetaObject::Connection as returned: through a hidden pointer, as for any class with a
 // destructor of its own.
 struct Connection {
@@ -147,6 +154,7 @@ void _ZN11QMetaObject8activateEP7QObjectiiPPv(void* sender, int offset, int inde
         next<void (*)(void*, int, int, void**)>("_ZN11QMetaObject8activateEP7QObjectiiPPv", "Qt_5");
     emitting(sender);
     real(sender, offset, index, args);
+    emitted();
 }
 
 void _ZN11QMetaObject8activateEP7QObjectPKS_iPPv(void* sender, const void* meta, int index,
@@ -156,6 +164,7 @@ void _ZN11QMetaObject8activateEP7QObjectPKS_iPPv(void* sender, const void* meta,
         "_ZN11QMetaObject8activateEP7QObjectPKS_iPPv", "Qt_5");
     emitting(sender);
     real(sender, meta, index, args);
+    emitted();
 }
 
 void _ZN11QMetaObject8activateEP7QObjectiPPv(void* sender, int index, void** args)
@@ -164,6 +173,7 @@ void _ZN11QMetaObject8activateEP7QObjectiPPv(void* sender, int index, void** arg
         next<void (*)(void*, int, void**)>("_ZN11QMetaObject8activateEP7QObjectiPPv", "Qt_5");
     emitting(sender);
     real(sender, index, args);
+    emitted();
 }
 
 // QObject::connectImpl(const QObject*, void**, const QObject*, void**, QSlotObjectBase*,
