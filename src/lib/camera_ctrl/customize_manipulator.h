@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <atomic>
 #include <functional>
 #include <map>
 #include <osg/BoundingBox>
@@ -296,5 +297,6 @@ private:
     bool m_interactOpPlatform = false;
     float m_minZoomThreshold = 0.01f;
     float m_maxZoomThreshold = 1e10f;
-    float m_scanDistanceChange = 0.0f;
+    // Atomic: the façade's updateScanStateNoOpe clears it on the caller's thread.
+    std::atomic<float> m_scanDistanceChange{0.0f};
 };

@@ -96,7 +96,7 @@ void CustomizeManipulator::zoomModelCustom(const GA& ea, float dy, bool zoomOut)
     const osg::Vec3f savedCenter = _center;
     const bool scan = scanning();
     if (scan)
-        m_scanDistanceChange += static_cast<float>(newDistance - _distance);
+        m_scanDistanceChange = m_scanDistanceChange + static_cast<float>(newDistance - _distance);
     if (!zoomModelPost(ea, scale, zoomOut))
         return;
 

@@ -120,10 +120,19 @@ void GeometryChangeOperation::operator()(osg::Object* object)
 
 CaptureOperation::CaptureOperation(const std::string& name) : OperationBase(name) {}
 
+QImage CaptureOperation::image() const
+{
+    QMutexLocker lock(&m_imageMutex);
+    return m_image;
+}
+
 void CaptureOperation::doOperation()
 {
-    if (m_renderInfo->FBO)
-        m_image = m_renderInfo->FBO->toImage();
+    if (!m_renderInfo->FBO)
+        return;
+    QImage image = m_renderInfo->FBO->toImage();
+    QMutexLocker lock(&m_imageMutex);
+    m_image = std::move(image);
 }
 
 } // namespace Orvane

@@ -3,6 +3,7 @@
 #include "render_info.h"
 
 #include <QImage>
+#include <QMutex>
 #include <functional>
 #include <osg/OperationThread>
 #include <osg/Vec4f>
@@ -130,12 +131,14 @@ class CaptureOperation : public OperationBase
 {
 public:
     explicit CaptureOperation(const std::string& name = "capture");
-    const QImage& image() const { return m_image; }
+    // A copy: the caller polls it from its own thread while the render thread fills it.
+    QImage image() const;
 
 protected:
     void doOperation() override;
 
 private:
+    mutable QMutex m_imageMutex;
     QImage m_image;
 };
 

@@ -221,12 +221,13 @@ bool IncreCurFrameGeometry::fetchCutPlaneOsgUniform(osg::RenderInfo& renderInfo)
     return true;
 }
 
-bool IncreCurFrameGeometry::isPrintLog = false;
+std::atomic<bool> IncreCurFrameGeometry::isPrintLog{false};
 
 void IncreCurFrameGeometry::drawCurrent(osg::RenderInfo& renderInfo)
 {
     QOpenGLFunctions_4_1_Core* gl = getGlFun();
-    if (!gl || !m_drawProgram || !m_drawProgram->getProgram() || m_pointCount == 0)
+    const unsigned int pointCount = m_pointCount;
+    if (!gl || !m_drawProgram || !m_drawProgram->getProgram() || pointCount == 0)
         return;
     GLShader& p = *m_drawProgram;
     p.use();
@@ -255,7 +256,7 @@ void IncreCurFrameGeometry::drawCurrent(osg::RenderInfo& renderInfo)
         state->setActiveTextureUnit(0);
     }
     gl->glBindVertexArray(m_vao);
-    gl->glDrawArrays(GL_POINTS, 0, static_cast<GLsizei>(m_pointCount));
+    gl->glDrawArrays(GL_POINTS, 0, static_cast<GLsizei>(pointCount));
     gl->glBindVertexArray(0);
     p.cancel();
     if (state) {

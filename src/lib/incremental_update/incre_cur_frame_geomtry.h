@@ -4,6 +4,7 @@
 
 #include <QMutex>
 #include <array>
+#include <atomic>
 #include <memory>
 #include <osg/Texture2D>
 #include <vector>
@@ -46,7 +47,8 @@ public:
     void drawCall(osg::RenderInfo& renderInfo) override;
 
     // Debug switch, off: adds "Begin", "End" and each fetched cut-plane uniform with its location.
-    static bool isPrintLog;
+    // Atomic: a test flips it while the render thread draws.
+    static std::atomic<bool> isPrintLog;
 
     // Frees the VAO and buffer while their context is current.
     void releaseGLObjects(osg::State* state = nullptr) const override;
@@ -71,7 +73,8 @@ private:
     float m_pointSize = 5.0f;
     float m_zOffset = 0.001f;
     osg::Vec3 m_baseColor{1.0f, 0.0f, 0.0f};
-    unsigned int m_pointCount = 0;
+    // Atomic: set from the application's thread, read by the draw.
+    std::atomic<unsigned int> m_pointCount{0};
     QMutex m_dataMutex;
     std::shared_ptr<CurrentFramePointData> m_pointData;
     std::vector<std::array<float, 16>> m_frameMatrices;

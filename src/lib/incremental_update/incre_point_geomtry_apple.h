@@ -89,7 +89,8 @@ public:
     size_t queuedPatchCount();
 
     // Debug switch, off: adds "Begin", "End" and each fetched uniform with its location.
-    static bool isPrintLog;
+    // Atomic: a test flips it while the render thread draws.
+    static std::atomic<bool> isPrintLog;
     // Gives the private program the start values of its uniforms, as the shader declares them
     // except bRigidScan (false): a value a scene uniform left behind goes. Render thread; not
     // called per frame.

@@ -130,7 +130,7 @@ bool IncrePointGeometryApple::fetchOsgUniform(osg::RenderInfo& renderInfo)
     return true;
 }
 
-bool IncrePointGeometryApple::isPrintLog = false;
+std::atomic<bool> IncrePointGeometryApple::isPrintLog{false};
 
 void IncrePointGeometryApple::setWholePCDefaultUniform(osg::RenderInfo& renderInfo)
 {

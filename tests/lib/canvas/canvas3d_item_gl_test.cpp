@@ -223,10 +223,15 @@ private:
 };
 
 // Waits until the window has swapped `count` more times: the pacing ticks that follow.
+// The signal comes on the render thread, so a shared atomic counts it, not a QSignalSpy.
 bool waitForSwaps(QQuickWindow* window, int count)
 {
-    QSignalSpy swaps(window, &QQuickWindow::frameSwapped);
-    return waitUntil([&] { return swaps.count() >= count; });
+    auto swaps = std::make_shared<std::atomic<int>>(0);
+    const QMetaObject::Connection connection =
+        QObject::connect(window, &QQuickWindow::frameSwapped, [swaps] { ++*swaps; });
+    const bool swapped = waitUntil([&] { return swaps->load() >= count; });
+    QObject::disconnect(connection);
+    return swapped;
 }
 
 TEST(Canvas3DItemTest, ASlowFrameAskedForOnceIsDrawnOnce)

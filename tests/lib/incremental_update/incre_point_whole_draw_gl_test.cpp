@@ -162,8 +162,15 @@ TEST_F(WholeCloudDrawTest, UnderACutPlanePointsTakeTheRowOfSelectIndex)
     EXPECT_GT(below.red(), 200) << qPrintable(below.name());
     const QColor above = image.pixelColor(w.pixelOf(osg::Vec3d(-1.0, 0.0, 1.0)));
     EXPECT_LT(above.red(), 100) << "above the plane a point keeps its colour";
-    EXPECT_TRUE(cloud->cutPlaneInfo().enabled);
-    EXPECT_FLOAT_EQ(cloud->cutPlaneInfo().selectIndex, 3.0f);
+    // The render thread rewrites it every frame: read it there.
+    bool enabled = false;
+    float selectIndex = 0.0f;
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo&) {
+        enabled = cloud->cutPlaneInfo().enabled;
+        selectIndex = cloud->cutPlaneInfo().selectIndex;
+    }));
+    EXPECT_TRUE(enabled);
+    EXPECT_FLOAT_EQ(selectIndex, 3.0f);
 }
 
 TEST_F(WholeCloudDrawTest, ANonRigidPointIsMovedByTheMatrixOfItsFrame)

@@ -144,18 +144,24 @@ TEST(FollowViewSizeCameraTest, FollowsTheViewThatCullsIt)
     ASSERT_TRUE(onRenderThread(w, [&](RenderInfo& info) {
         ViewMgr::getOther(info.mainView())->addChild(follower.get());
     }));
-    EXPECT_TRUE(waitUntil([&] {
+    // The render thread sizes the camera and sets its mask while culling: read them there.
+    unsigned int mask = 0;
+    const auto sizeIs = [&](double width, double height) {
         w.item()->frame();
-        return follower->getViewport()->width() == CanvasWindow::kCanvasWidth;
-    }));
-    EXPECT_EQ(follower->getViewport()->height(), CanvasWindow::kHeight);
-    EXPECT_EQ(follower->getNodeMask(), ~0u);
+        bool same = false;
+        EXPECT_TRUE(onRenderThread(w, [&](RenderInfo&) {
+            same = follower->getViewport()->width() == width &&
+                   follower->getViewport()->height() == height;
+            mask = follower->getNodeMask();
+        }));
+        return same;
+    };
+    EXPECT_TRUE(
+        waitUntil([&] { return sizeIs(CanvasWindow::kCanvasWidth, CanvasWindow::kHeight); }));
+    EXPECT_EQ(mask, ~0u);
 
     w.item()->setSize(QSizeF(100, 80));
-    EXPECT_TRUE(waitUntil([&] {
-        w.item()->frame();
-        return follower->getViewport()->width() == 100 && follower->getViewport()->height() == 80;
-    }));
+    EXPECT_TRUE(waitUntil([&] { return sizeIs(100, 80); }));
 }
 
 TEST(FacadeTest, OwnsTheShaderCatalogueFilledAtStart)

@@ -163,7 +163,13 @@ TEST(PointDownSampleTest, IndexSamplingKeepsAStableQuarter)
     sampler->setDownSamples(4);
     DrawableBase::asGeometry(points.get())->setDrawCallback(sampler.get());
     show(w, points.get());
-    ASSERT_TRUE(waitUntil([&] { return sampler->sampledIndices() != nullptr; }));
+    // The render thread builds and replaces the list: read it there.
+    const auto indicesNow = [&] {
+        osg::ref_ptr<const osg::DrawElementsUInt> seen;
+        EXPECT_TRUE(w.run(nullptr, [&](RenderInfo&) { seen = sampler->sampledIndices(); }));
+        return seen;
+    };
+    ASSERT_TRUE(waitUntil([&] { return indicesNow() != nullptr; }));
 
     QImage first;
     ASSERT_TRUE(waitUntil([&] {
@@ -172,13 +178,13 @@ TEST(PointDownSampleTest, IndexSamplingKeepsAStableQuarter)
     }));
     // 1200 points kept with p = 1/4: mean 300, standard deviation 15; six of them either side.
     EXPECT_NEAR(litPixels(first), 300, 90);
-    const osg::DrawElementsUInt* indices = sampler->sampledIndices();
+    const osg::ref_ptr<const osg::DrawElementsUInt> indices = indicesNow();
     EXPECT_EQ(static_cast<int>(indices->size()), litPixels(first));
 
     w.item()->frame();
     QTest::qWait(100);
     EXPECT_EQ(w.grab(), first) << "same count, different points";
-    EXPECT_EQ(sampler->sampledIndices(), indices);
+    EXPECT_EQ(indicesNow().get(), indices.get());
 
     // A new vertex count rebuilds the list.
     osg::ref_ptr<osg::Vec3Array> fewer = pointGrid(40, 10);
@@ -189,8 +195,8 @@ TEST(PointDownSampleTest, IndexSamplingKeepsAStableQuarter)
                                        osg::Array::BIND_PER_VERTEX);
         geometry->getVertexAttribArray(StateSlot)->setPreserveDataType(true);
     }));
-    EXPECT_TRUE(waitUntil([&] { return sampler->sampledIndices() != indices; }));
-    EXPECT_LE(sampler->sampledIndices()->size(), 400u);
+    EXPECT_TRUE(waitUntil([&] { return indicesNow() != indices; }));
+    EXPECT_LE(indicesNow()->size(), 400u);
 }
 
 TEST(PointDownSampleTest, FactorOneDrawsEverythingWithoutAnIndexList)
