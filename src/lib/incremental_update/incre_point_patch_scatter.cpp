@@ -290,26 +290,29 @@ void IncrePointGeometryApple::updateFrameMatrixBuffer()
     // The table of all frames always starts at frame 0.
     const size_t count = std::min(m_frameRts.size(), size_t(262144));
     std::memcpy(m_frameRtTexture.data, m_frameRts.data(), count * 64);
-    if (m_frameRtTexture.texture && m_frameRtTexture.dirty &&
-        std::this_thread::get_id() == m_renderThreadId) {
+    osg::Texture::TextureObject* object =
+        m_frameRtTexture.texture ? m_frameRtTexture.texture->getTextureObject(m_contextId)
+                                 : nullptr;
+    if (object && m_frameRtTexture.dirty && std::this_thread::get_id() == m_renderThreadId) {
+        // OSG believes its own binding is still current: put back what we replace, or this
+        // frame's draw samples no table at all.
+        GLint unit = GL_TEXTURE0, bound = 0;
+        m_gl->glGetIntegerv(GL_ACTIVE_TEXTURE, &unit);
         m_gl->glActiveTexture(GL_TEXTURE0);
+        m_gl->glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
+        m_gl->glBindTexture(GL_TEXTURE_2D, object->id());
         if (m_gl->glGetError())
             qCWarning(orvane) << "updateFrameMatrixBuffer"
-                              << "glActiveTexture failed";
-        osg::Texture::TextureObject* object =
-            m_frameRtTexture.texture->getTextureObject(m_contextId);
-        if (object) {
-            m_gl->glBindTexture(GL_TEXTURE_2D, object->id());
-            if (m_gl->glGetError())
-                qCWarning(orvane) << "updateFrameMatrixBuffer"
-                                  << "glBindTexture failed";
-            const osg::Image* image = m_frameRtTexture.image.get();
-            m_gl->glTexImage2D(GL_TEXTURE_2D, 0, image->getInternalTextureFormat(), image->s(),
-                               image->t(), 0, image->getPixelFormat(),
-                               m_frameRtTexture.useFloat ? GL_FLOAT : GL_UNSIGNED_BYTE,
-                               image->data());
-            m_gl->glBindTexture(GL_TEXTURE_2D, 0);
-        }
+                              << "glBindTexture failed";
+        const osg::Image* image = m_frameRtTexture.image.get();
+        m_gl->glTexImage2D(GL_TEXTURE_2D, 0, image->getInternalTextureFormat(), image->s(),
+                           image->t(), 0, image->getPixelFormat(),
+                           m_frameRtTexture.useFloat ? GL_FLOAT : GL_UNSIGNED_BYTE, image->data());
+        m_gl->glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(bound));
+        m_gl->glActiveTexture(static_cast<GLenum>(unit));
+    } else if (!object && m_frameRtTexture.image) {
+        // No texture of ours yet: OSG uploads the table when it first applies it.
+        m_frameRtTexture.image->dirty();
     }
     m_frameRts.clear();
 }
