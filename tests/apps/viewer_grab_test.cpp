@@ -1,4 +1,6 @@
 // The viewer's headless run: the saved frame must show the built-in scene, not just a clear colour.
+#include "gl_test_support.h"
+
 #include <QFile>
 #include <QImage>
 #include <QProcess>
@@ -16,7 +18,9 @@
 
 namespace {
 
-// Longer than the viewer's own time-out, which reports what it waited for.
+// The viewer's own time-out in seconds: it then reports what it waited for.
+constexpr int kViewerSeconds = 60;
+// Longer than the viewer's own time-out.
 constexpr int kViewerMs = 120000;
 
 // Runs the viewer with `arguments` and returns the image it wrote.
@@ -25,8 +29,11 @@ QImage runViewer(const QStringList& arguments, const QString& png,
 {
     QProcess viewer;
     viewer.setWorkingDirectory(workingDirectory);
-    viewer.start(ORVANE_VIEWER_PATH, arguments);
-    EXPECT_TRUE(viewer.waitForFinished(kViewerMs));
+    // A sanitized viewer draws its first frame several times slower.
+    const int seconds = OrvaneTest::scaledTimeout(kViewerSeconds * 1000) / 1000;
+    viewer.start(ORVANE_VIEWER_PATH, QStringList(arguments)
+                                         << "--timeout" << QString::number(seconds));
+    EXPECT_TRUE(viewer.waitForFinished(OrvaneTest::scaledTimeout(kViewerMs)));
     EXPECT_EQ(viewer.exitCode(), 0) << viewer.readAllStandardError().toStdString();
     return QImage(png);
 }
