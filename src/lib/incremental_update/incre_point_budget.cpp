@@ -15,6 +15,10 @@ namespace Orvane {
 
 namespace {
 
+#ifndef GL_MAX_VERTEX_ATTRIB_STRIDE
+#define GL_MAX_VERTEX_ATTRIB_STRIDE 0x82E5
+#endif
+
 qint64 steadyMs()
 {
     return std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -54,6 +58,24 @@ uint32_t IncrePointGeometryApple::budgetStride(osg::RenderInfo& renderInfo, uint
 void IncrePointGeometryApple::drawThinned(uint32_t count, uint32_t stride)
 {
     const uint32_t drawn = static_cast<uint32_t>((uint64_t(count) + stride - 1) / stride);
+    if (m_maxAttribStride == 0) {
+        // Asked for since GL 4.4; 2048 is the least that version promises.
+        m_gl->glGetIntegerv(GL_MAX_VERTEX_ATTRIB_STRIDE, &m_maxAttribStride);
+        if (m_gl->glGetError() != GL_NO_ERROR || m_maxAttribStride <= 0)
+            m_maxAttribStride = 2048;
+    }
+    // Strided reads cost a software rasteriser less than an index a point.
+    if (uint64_t(m_drawStep) * 12 * stride <= uint64_t(m_maxAttribStride)) {
+        if (!m_budgetVao)
+            m_gl->glGenVertexArrays(1, &m_budgetVao);
+        if (m_budgetVaoStride != stride) {
+            bindWholeAttributes(m_budgetVao, stride);
+            m_budgetVaoStride = stride;
+        }
+        m_gl->glBindVertexArray(m_budgetVao);
+        m_gl->glDrawArrays(GL_POINTS, 0, static_cast<GLsizei>(drawn));
+        return;
+    }
     if (!m_budgetIndexBuffer)
         m_gl->glGenBuffers(1, &m_budgetIndexBuffer);
     // The element binding belongs to the bound vertex array object.

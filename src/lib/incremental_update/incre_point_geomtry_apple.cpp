@@ -62,6 +62,8 @@ void IncrePointGeometryApple::releaseGLObjects(osg::State* state) const
         return;
     auto* self = const_cast<IncrePointGeometryApple*>(this);
     self->deleteVertexArray(self->m_increGLBuffer.vao);
+    self->deleteVertexArray(self->m_budgetVao);
+    self->m_budgetVaoStride = 0;
     if (m_wholeDataBuf && m_wholeDataBuf->isInited())
         m_wholeDataBuf->release();
     self->deleteGLBuffer(self->m_increGLBuffer.wholeFrameIdBuffer);
@@ -183,8 +185,16 @@ void IncrePointGeometryApple::setVertexAttribute()
 {
     if (!m_gl || !m_wholeDataBuf)
         return;
-    m_gl->glBindVertexArray(m_increGLBuffer.vao);
-    const GLsizei stride = static_cast<GLsizei>(m_drawStep * 12);
+    bindWholeAttributes(m_increGLBuffer.vao, 1);
+    // It names the buffers just replaced, and would keep them alive.
+    deleteVertexArray(m_budgetVao);
+    m_budgetVaoStride = 0;
+}
+
+void IncrePointGeometryApple::bindWholeAttributes(GLuint vao, uint32_t every)
+{
+    m_gl->glBindVertexArray(vao);
+    const GLsizei stride = static_cast<GLsizei>(m_drawStep * 12 * every);
     for (int index : {WDBI_Position, WDBI_Normal, WDBI_Color}) {
         const GLuint id = m_wholeDataBuf->getBuf(index);
         if (!id) {
@@ -198,12 +208,12 @@ void IncrePointGeometryApple::setVertexAttribute()
     if (const GLuint state = m_wholeDataBuf->getBuf(WDBI_State)) {
         m_gl->glBindBuffer(GL_ARRAY_BUFFER, state);
         m_gl->glEnableVertexAttribArray(3);
-        m_gl->glVertexAttribPointer(3, 1, GL_BYTE, GL_FALSE, 1, nullptr);
+        m_gl->glVertexAttribPointer(3, 1, GL_BYTE, GL_FALSE, static_cast<GLsizei>(every), nullptr);
     }
     if (!m_bRigidScan && m_increGLBuffer.wholeFrameIdBuffer) {
         m_gl->glBindBuffer(GL_ARRAY_BUFFER, m_increGLBuffer.wholeFrameIdBuffer);
         m_gl->glEnableVertexAttribArray(4);
-        m_gl->glVertexAttribIPointer(4, 1, GL_INT, 4, nullptr);
+        m_gl->glVertexAttribIPointer(4, 1, GL_INT, static_cast<GLsizei>(4 * every), nullptr);
     } else {
         m_gl->glDisableVertexAttribArray(4);
     }
@@ -303,6 +313,8 @@ bool IncrePointGeometryApple::endOfIncreUpdate()
     setVertexAttribArray(4, states.get(), osg::Array::BIND_PER_VERTEX);
     setPrimitiveSet(0, new osg::DrawArrays(GL_POINTS, 0, static_cast<GLsizei>(positions->size())));
     deleteVertexArray(m_increGLBuffer.vao);
+    deleteVertexArray(m_budgetVao);
+    m_budgetVaoStride = 0;
     m_wholeDataBuf->delBufAndRecordSize();
     m_isRunning = false;
     qCInfo(orvane) << "endOfIncreUpdate"

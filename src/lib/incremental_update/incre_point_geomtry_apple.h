@@ -125,6 +125,8 @@ private:
     void initDraw();
     bool initBuffer();
     void setVertexAttribute();
+    // Points the attributes of `vao` at the whole-cloud buffers, every `every`-th point.
+    void bindWholeAttributes(GLuint vao, uint32_t every);
     bool resizeBuffer();
     bool expandWholeFrameIdBuffer(uint32_t vertexCount);
     void updateIncreasePatchs();
@@ -191,6 +193,11 @@ private:
     std::atomic<uint32_t> m_pointBudget{0};
     std::atomic<int> m_settleMs{250};
     std::atomic<uint32_t> m_drawnPointCount{0};
+    // Thinned draws read every k-th point through strides in a second vertex array object,
+    // or through an index buffer where the stride passes the GL's limit.
+    GLuint m_budgetVao = 0;
+    uint32_t m_budgetVaoStride = 0;
+    GLint m_maxAttribStride = 0;
     GLuint m_budgetIndexBuffer = 0;
     uint32_t m_budgetIndexCount = 0;
     uint32_t m_budgetIndexStride = 0;

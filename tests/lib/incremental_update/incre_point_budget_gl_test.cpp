@@ -65,8 +65,9 @@ public:
     mutable std::vector<DrawRecord> records;
 };
 
-// A square grid of points in the plane y = 0, facing the camera on -y.
-std::shared_ptr<IncrePatchData> gridPatch()
+// A square grid of points in the plane y = 0, facing the camera on -y. Only every
+// `visibleEvery`-th point keeps state 0; the others are deleted (-1).
+std::shared_ptr<IncrePatchData> gridPatch(int visibleEvery = 1)
 {
     auto patch = std::make_shared<IncrePatchData>();
     patch->vertArr = new osg::Vec3Array;
@@ -77,7 +78,7 @@ std::shared_ptr<IncrePatchData> gridPatch()
         const float z = -1.5f + 3.0f * (i / kSide) / (kSide - 1);
         patch->vertArr->push_back(osg::Vec3(x, 0.0f, z));
         patch->normArr->push_back(osg::Vec3(0.0f, -1.0f, 0.0f));
-        patch->stateArr->push_back(0);
+        patch->stateArr->push_back(i % visibleEvery == 0 ? 0 : -1);
         patch->patchIdData.push_back(i);
     }
     return patch;
@@ -191,3 +192,42 @@ TEST_F(PointBudgetTest, AWakeUpArmedUnderALongerSettleTimeDoesNotHoldBackTheFull
     ASSERT_TRUE(w.lookAt(kEye, osg::Vec3d(), osg::Vec3d(0, 0, 1)));
     EXPECT_TRUE(waitUntil([&] { return cloud->drawnPointCount() == kPoints; }, 30000));
 }
+
+// Budgets whose stride fits the GL's attribute stride limit (read through strides) and one whose
+// stride passes it (read through indices).
+class ThinnedDrawTest : public PointBudgetTest, public ::testing::WithParamInterface<uint32_t>
+{
+};
+
+TEST_P(ThinnedDrawTest, AThinnedFrameDrawsEveryKthPointWithItsOwnAttributes)
+{
+    const uint32_t budget = GetParam();
+    const int every = static_cast<int>((kPoints + budget - 1) / budget);
+    // Only the points a thinned frame draws are left visible: a state or position read from
+    // another point shows as a difference from the full frame.
+    cloud->addIncreasePatchData(gridPatch(every));
+    w.item()->frame();
+    ASSERT_TRUE(waitUntil([&] { return cloud->queuedPatchCount() == 0; }));
+    w.installFrameCounter();
+    // Never settles on its own here.
+    cloud->setPointBudget(budget, 600000);
+    orbit(2);
+    const osg::Vec3d eye(10.0 * std::sin(0.1), -10.0 * std::cos(0.1), 0.0);
+    ASSERT_TRUE(w.lookAt(eye, osg::Vec3d(), osg::Vec3d(0, 0, 1)));
+    // Frames of a still camera stay thinned until the settle time has passed.
+    const QImage thinned = w.grabAfterFrames(2);
+    ASSERT_EQ(cloud->drawnPointCount(), static_cast<uint32_t>((kPoints + every - 1) / every));
+    cloud->setPointBudget(0);
+    const QImage full = w.grabAfterFrames(2);
+    ASSERT_EQ(cloud->drawnPointCount(), static_cast<uint32_t>(kPoints));
+    int lit = 0, differing = 0;
+    for (int y = 0; y < full.height(); ++y)
+        for (int x = 0; x < full.width(); ++x) {
+            lit += qGray(full.pixel(x, y)) > 40 ? 1 : 0;
+            differing += full.pixel(x, y) != thinned.pixel(x, y) ? 1 : 0;
+        }
+    EXPECT_GT(lit, 0);
+    EXPECT_EQ(differing, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(StridedAndIndexed, ThinnedDrawTest, ::testing::Values(100u, 5u));
