@@ -66,9 +66,10 @@ void IncrePointGeometryApple::drawThinned(uint32_t count, uint32_t stride)
     }
     // Strided reads cost a software rasteriser less than an index a point.
     if (uint64_t(m_drawStep) * 12 * stride <= uint64_t(m_maxAttribStride)) {
-        if (!m_budgetVao)
+        const bool fresh = !m_budgetVao;
+        if (fresh)
             m_gl->glGenVertexArrays(1, &m_budgetVao);
-        if (m_budgetVaoStride != stride) {
+        if (fresh || m_budgetVaoStride != stride) {
             bindWholeAttributes(m_budgetVao, stride);
             m_budgetVaoStride = stride;
         }

@@ -63,7 +63,6 @@ void IncrePointGeometryApple::releaseGLObjects(osg::State* state) const
     auto* self = const_cast<IncrePointGeometryApple*>(this);
     self->deleteVertexArray(self->m_increGLBuffer.vao);
     self->deleteVertexArray(self->m_budgetVao);
-    self->m_budgetVaoStride = 0;
     if (m_wholeDataBuf && m_wholeDataBuf->isInited())
         m_wholeDataBuf->release();
     self->deleteGLBuffer(self->m_increGLBuffer.wholeFrameIdBuffer);
@@ -188,7 +187,6 @@ void IncrePointGeometryApple::setVertexAttribute()
     bindWholeAttributes(m_increGLBuffer.vao, 1);
     // It names the buffers just replaced, and would keep them alive.
     deleteVertexArray(m_budgetVao);
-    m_budgetVaoStride = 0;
 }
 
 void IncrePointGeometryApple::bindWholeAttributes(GLuint vao, uint32_t every)
@@ -314,7 +312,6 @@ bool IncrePointGeometryApple::endOfIncreUpdate()
     setPrimitiveSet(0, new osg::DrawArrays(GL_POINTS, 0, static_cast<GLsizei>(positions->size())));
     deleteVertexArray(m_increGLBuffer.vao);
     deleteVertexArray(m_budgetVao);
-    m_budgetVaoStride = 0;
     m_wholeDataBuf->delBufAndRecordSize();
     m_isRunning = false;
     qCInfo(orvane) << "endOfIncreUpdate"

@@ -196,7 +196,7 @@ private:
     // Thinned draws read every k-th point through strides in a second vertex array object,
     // or through an index buffer where the stride passes the GL's limit.
     GLuint m_budgetVao = 0;
-    uint32_t m_budgetVaoStride = 0;
+    uint32_t m_budgetVaoStride = 0; // meaningful while m_budgetVao exists
     GLint m_maxAttribStride = 0;
     GLuint m_budgetIndexBuffer = 0;
     uint32_t m_budgetIndexCount = 0;
