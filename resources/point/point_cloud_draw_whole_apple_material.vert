@@ -1,5 +1,13 @@
 #version 410 core
 // The whole live cloud with the split Phong material model.
+// A variant may leave out what its cloud never uses: a software rasteriser pays for both
+// sides of a branch, taken or not.
+#ifndef WITH_FRAME_MATRICES
+#define WITH_FRAME_MATRICES 1
+#endif
+#ifndef WITH_CUT_PLANE
+#define WITH_CUT_PLANE 1
+#endif
 layout(location = 0) in vec3 vPosition;
 layout(location = 1) in vec3 vNormal;
 layout(location = 2) in vec3 vColor;
@@ -92,6 +100,7 @@ void main()
     }
     vec4 position = vec4(vPosition, 1.0);
     vec3 normal = vNormal;
+#if WITH_FRAME_MATRICES
     if (bRigidScan) {
         gl_Position = modelViewProjectMatrix * position;
     } else {
@@ -103,6 +112,9 @@ void main()
         position = frameMatrix * position;
         normal = mat3(frameMatrix) * normal;
     }
+#else
+    gl_Position = modelViewProjectMatrix * position;
+#endif
     vec4 camerapos = modelViewMatrix * position;
 
     vec3 color = front;
@@ -111,6 +123,7 @@ void main()
 
     float state = vState;
     bool isUnderPlane = false;
+#if WITH_CUT_PLANE
     if (isCutPlaneExist) {
         vec4 worldPos = modelMatrix * position;
         float dotValue = dot(worldPos.xyz - center, direction);
@@ -121,6 +134,7 @@ void main()
             return;
         }
     }
+#endif
     // Most points have no state: fetch the table only for those that do.
     if (state > 0.0)
         color = texelFetch(colorIndex, int(state), 0).rgb;

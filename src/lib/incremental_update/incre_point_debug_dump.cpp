@@ -4,6 +4,7 @@
 
 #include "gl_shader.h"
 #include "orvane_log.h"
+#include "scene_flags.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -190,7 +191,15 @@ void IncrePointGeometryApple::checkIfSaveIncreDebugData(osg::RenderInfo& renderI
 
 void IncrePointGeometryApple::logCutPlaneUniforms()
 {
-    const GLuint program = m_drawProgram ? m_drawProgram->getProgram() : 0;
+    // Read from the program that tests the plane: the one drawn while none exists has no such
+    // uniforms. It is drawn with only while a plane exists, so it learns here when none does.
+    GLShader* tester = m_gl ? drawVariant(m_bRigidScan, true) : nullptr;
+    const GLuint program = tester ? tester->getProgram() : 0;
+    if (program && !SceneFlags::rectCutPlaneExists()) {
+        const GLint location = m_gl->glGetUniformLocation(program, "isCutPlaneExist");
+        if (location >= 0)
+            m_gl->glProgramUniform1i(program, location, 0);
+    }
     if (!m_gl || !program) {
         qCWarning(orvane) << "logCutPlaneUniforms"
                           << "Invalid GL function or program in logCutPlaneUniforms";

@@ -68,7 +68,9 @@ void IncrePointGeometryApple::releaseGLObjects(osg::State* state) const
     self->deleteGLBuffer(self->m_increGLBuffer.wholeFrameIdBuffer);
     self->deleteGLBuffer(self->m_budgetIndexBuffer);
     self->m_budgetIndexCount = 0;
-    self->m_drawProgram.reset();
+    for (auto& variant : self->m_drawVariants)
+        variant.reset();
+    self->m_drawProgram = nullptr;
 }
 
 void IncrePointGeometryApple::initDrawCall()
@@ -134,12 +136,27 @@ void IncrePointGeometryApple::initDraw()
 {
     qCInfo(orvane) << "initDraw"
                    << "======IncrePointGeometryApple::initDraw macos";
-    m_drawProgram.reset(GLShader::fromResources(
-        m_useBasicLighting ? ":/point/point_cloud_draw_whole_apple.vert"
-                           : ":/point/point_cloud_draw_whole_apple_material.vert",
-        ":/point/point_cloud_draw_whole_apple.frag"));
+    m_drawProgram = drawVariant(m_bRigidScan, SceneFlags::rectCutPlaneExists());
     qCInfo(orvane) << "initDraw"
                    << "======IncrePointGeometryApple::initDraw end ==============";
+}
+
+GLShader* IncrePointGeometryApple::drawVariant(bool rigid, bool cutPlane)
+{
+    std::unique_ptr<GLShader>& variant = m_drawVariants[(rigid ? 1 : 0) + (cutPlane ? 2 : 0)];
+    if (!variant) {
+        // A rigid scan never reads the frame table, and no plane means no plane test.
+        std::string defines;
+        if (rigid)
+            defines += "#define WITH_FRAME_MATRICES 0\n";
+        if (!cutPlane)
+            defines += "#define WITH_CUT_PLANE 0\n";
+        variant.reset(GLShader::fromResources(
+            m_useBasicLighting ? ":/point/point_cloud_draw_whole_apple.vert"
+                               : ":/point/point_cloud_draw_whole_apple_material.vert",
+            ":/point/point_cloud_draw_whole_apple.frag", defines));
+    }
+    return variant && variant->getProgram() ? variant.get() : nullptr;
 }
 
 bool IncrePointGeometryApple::initBuffer()
@@ -344,6 +361,8 @@ void IncrePointGeometryApple::drawCall(osg::RenderInfo& renderInfo)
 void IncrePointGeometryApple::drawWhole(osg::RenderInfo& renderInfo)
 {
     const uint32_t whole = m_wholeSize;
+    if (m_gl && whole > 0)
+        m_drawProgram = drawVariant(m_bRigidScan, SceneFlags::rectCutPlaneExists());
     if (!m_gl || whole == 0 || !m_drawProgram || !m_drawProgram->getProgram()) {
         m_drawnPointCount = 0;
         return;

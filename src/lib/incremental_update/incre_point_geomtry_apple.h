@@ -91,7 +91,7 @@ public:
     // Debug switch, off: adds "Begin", "End" and each fetched uniform with its location.
     // Atomic: a test flips it while the render thread draws.
     static std::atomic<bool> isPrintLog;
-    // Gives the private program the start values of its uniforms, as the shader declares them
+    // Gives the private programs the start values of their uniforms, as the shader declares them
     // except bRigidScan (false): a value a scene uniform left behind goes. Render thread; not
     // called per frame.
     void setWholePCDefaultUniform(osg::RenderInfo& renderInfo);
@@ -123,6 +123,9 @@ private:
 
     void initOsg();
     void initDraw();
+    // The whole-cloud program compiled for this kind of cloud, built on first use; null when it
+    // does not compile.
+    GLShader* drawVariant(bool rigid, bool cutPlane);
     bool initBuffer();
     void setVertexAttribute();
     // Points the attributes of `vao` at the whole-cloud buffers, every `every`-th point.
@@ -145,6 +148,7 @@ private:
     bool updateDrawablePointCapacity();
     void setWholePointCloudUniform(osg::RenderInfo& renderInfo);
     bool fetchOsgUniform(osg::RenderInfo& renderInfo);
+    void setDefaultUniforms(GLShader& program);
     // The debug dump, asked for by the bool uniform "saveIncreData" on the camera.
     void checkIfSaveIncreDebugData(osg::RenderInfo& renderInfo);
     void logCutPlaneUniforms();
@@ -164,7 +168,9 @@ private:
     bool m_isInited = false;
     CutPlaneInfo m_cutPlaneInfo;
     BBoxCallback* m_bboxCallback = nullptr;
-    std::unique_ptr<GLShader> m_drawProgram;
+    // Indexed by rigid + 2 * cutPlane; m_drawProgram is the one in use.
+    std::array<std::unique_ptr<GLShader>, 4> m_drawVariants;
+    GLShader* m_drawProgram = nullptr;
     QMutex m_patchMutex;
     std::queue<std::shared_ptr<IncrePatchData>> m_queuePatchData;
     std::atomic<int> m_patchVertexSize{0};

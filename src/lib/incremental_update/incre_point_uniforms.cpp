@@ -134,9 +134,16 @@ std::atomic<bool> IncrePointGeometryApple::isPrintLog{false};
 
 void IncrePointGeometryApple::setWholePCDefaultUniform(osg::RenderInfo& renderInfo)
 {
-    if (!m_drawProgram || !m_drawProgram->getProgram())
-        return;
-    GLShader& p = *m_drawProgram;
+    for (const auto& variant : m_drawVariants)
+        if (variant && variant->getProgram())
+            setDefaultUniforms(*variant);
+    // OSG caches the program it last applied: make it apply its own again.
+    if (renderInfo.getState())
+        renderInfo.getState()->setLastAppliedProgramObject(nullptr);
+}
+
+void IncrePointGeometryApple::setDefaultUniforms(GLShader& p)
+{
     p.use();
     p.setBool("isCutPlaneExist", false);
     p.setFloat("selectIndex", 1.0f);
@@ -167,9 +174,6 @@ void IncrePointGeometryApple::setWholePCDefaultUniform(osg::RenderInfo& renderIn
         p.setVec2("texFrameMatrixPicSize", static_cast<float>(m_frameRtTexture.image->s()),
                   static_cast<float>(m_frameRtTexture.image->t()));
     p.cancel();
-    // OSG caches the program it last applied: make it apply its own again.
-    if (renderInfo.getState())
-        renderInfo.getState()->setLastAppliedProgramObject(nullptr);
 }
 
 } // namespace Orvane

@@ -218,10 +218,26 @@ void GLShader::setMat4(const std::string& name, const osg::Matrixf& value)
         m_glFunctions->glUniformMatrix4fv(location(name), 1, GL_FALSE, value.ptr());
 }
 
-GLShader* GLShader::fromResources(const QString& vertexPath, const QString& fragmentPath)
+namespace {
+
+// GLSL wants its version line first: definitions follow it.
+std::string withDefines(std::string source, const std::string& defines)
 {
-    const std::string vertex = readShaderCode(vertexPath);
-    const std::string fragment = readShaderCode(fragmentPath);
+    if (defines.empty() || source.rfind("#version", 0) != 0)
+        return defines + source;
+    const size_t lineEnd = source.find('\n');
+    if (lineEnd == std::string::npos)
+        return source + "\n" + defines;
+    return source.insert(lineEnd + 1, defines);
+}
+
+} // namespace
+
+GLShader* GLShader::fromResources(const QString& vertexPath, const QString& fragmentPath,
+                                  const std::string& defines)
+{
+    const std::string vertex = withDefines(readShaderCode(vertexPath), defines);
+    const std::string fragment = withDefines(readShaderCode(fragmentPath), defines);
     ShaderInfo list[] = {{GL_VERTEX_SHADER, vertex.c_str(), 0},
                          {GL_FRAGMENT_SHADER, fragment.c_str(), 0},
                          {0, nullptr, 0}};

@@ -53,8 +53,10 @@ public:
     void setMat3(const std::string& name, const osg::Matrix3Template<float>& value);
     void setMat4(const std::string& name, const osg::Matrixf& value);
 
-    // A vertex and a fragment stage read from resources, compiled and linked.
-    static GLShader* fromResources(const QString& vertexPath, const QString& fragmentPath);
+    // A vertex and a fragment stage read from resources, compiled and linked; `defines`, lines
+    // of "#define", go in after each stage's version line.
+    static GLShader* fromResources(const QString& vertexPath, const QString& fragmentPath,
+                                   const std::string& defines = std::string());
 
     // Whole text of a resource or file; empty when it can't be opened.
     static std::string readShaderCode(const QString& path);

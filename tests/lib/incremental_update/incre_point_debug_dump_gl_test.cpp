@@ -4,6 +4,7 @@
 #include "incre_point_geomtry_apple.h"
 #include "live_cloud_start.h"
 #include "orvane_operations.h"
+#include "rect_cut_plane.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -179,6 +180,25 @@ TEST_F(DebugDumpTest, RigidScanDumpsItsPointsAndTheCutPlaneUniforms)
                                                     "3 0.5 -1 0 -1 0 0.25 0.5 0.75\n"));
     EXPECT_EQ(QDir(dir).entryList(QDir::Files), QStringList({"rigid.asc"}));
     EXPECT_TRUE(cloud->isRunning()) << "the dump takes a copy and leaves the scan alone";
+}
+
+TEST_F(DebugDumpTest, OnceThePlaneIsGoneTheDumpSaysThereIsNone)
+{
+    start(true, true, m_base.path());
+    send(true);
+    {
+        osg::ref_ptr<RectCutPlane> plane =
+            new RectCutPlane(osg::BoundingBox(-2.0f, -2.0f, -0.5f, 2.0f, 2.0f, 0.5f), 3.0f);
+        ASSERT_TRUE(w.run(nullptr));
+        OrvaneTest::LogCapture log;
+        requestDump();
+        EXPECT_TRUE(log.contains("isCutPlaneExist: true")) << qPrintable(log.lines().join("\n"));
+    }
+    ASSERT_FALSE(RectCutPlane::hasRectCutPlane());
+    ASSERT_TRUE(w.run(nullptr));
+    OrvaneTest::LogCapture log;
+    requestDump();
+    EXPECT_TRUE(log.contains("isCutPlaneExist: false")) << qPrintable(log.lines().join("\n"));
 }
 
 TEST_F(DebugDumpTest, NonRigidScanDumpsFramesIdsAndStates)

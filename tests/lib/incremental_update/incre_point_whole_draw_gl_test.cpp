@@ -171,6 +171,13 @@ TEST_F(WholeCloudDrawTest, UnderACutPlanePointsTakeTheRowOfSelectIndex)
     }));
     EXPECT_TRUE(enabled);
     EXPECT_FLOAT_EQ(selectIndex, 3.0f);
+
+    // Gone again: the cloud stops testing and every point shows its own colour.
+    plane = nullptr;
+    ASSERT_FALSE(RectCutPlane::hasRectCutPlane());
+    ASSERT_TRUE(w.run(nullptr));
+    EXPECT_EQ(w.settle(redPixels, 0), 0);
+    EXPECT_EQ(litPixels(w.grab()), 4 * kPointPixels);
 }
 
 TEST_F(WholeCloudDrawTest, ANonRigidPointIsMovedByTheMatrixOfItsFrame)
