@@ -2,7 +2,10 @@
 
 #include "canvas3d_view.h"
 #include "read_multisample_fbo.h"
+#include "software_rasterizer.h"
 
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
 #include <osg/DisplaySettings>
 
 namespace Vorna {
@@ -11,6 +14,10 @@ namespace Orvane {
 CanvasViewer createCanvasViewer(CanvasBase* canvas, int width, int height,
                                 osgGA::EventQueue* events, osg::OperationQueue* operations)
 {
+    if (QOpenGLContext* context = QOpenGLContext::currentContext())
+        if (isSoftwareRasterizer(
+                reinterpret_cast<const char*>(context->functions()->glGetString(GL_RENDERER))))
+            keepFreedMemoryForSoftwareRasterizer();
     // QtQuick changes the default vertex array state between our frames: geometry made from
     // here on must carry vertex array objects of its own.
     osg::DisplaySettings::instance()->setVertexBufferHint(

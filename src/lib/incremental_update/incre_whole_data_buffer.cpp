@@ -1,6 +1,7 @@
 #include "incre_whole_data_buffer.h"
 
 #include "orvane_log.h"
+#include "software_rasterizer.h"
 #include "zeroed_pages.h"
 
 #include <QOpenGLContext>
@@ -31,8 +32,7 @@ bool bufferStorageIsHostMemory(QOpenGLFunc* fn)
     QOpenGLContext* context = QOpenGLContext::currentContext();
     if (!fn || !context || !context->hasExtension("GL_AMD_pinned_memory"))
         return false;
-    const auto* renderer = reinterpret_cast<const char*>(fn->glGetString(GL_RENDERER));
-    return renderer && (std::strstr(renderer, "llvmpipe") || std::strstr(renderer, "softpipe"));
+    return isSoftwareRasterizer(reinterpret_cast<const char*>(fn->glGetString(GL_RENDERER)));
 }
 
 } // namespace

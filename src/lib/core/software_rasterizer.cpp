@@ -1,0 +1,39 @@
+#include "software_rasterizer.h"
+
+#include "orvane_log.h"
+
+#include <atomic>
+#include <cstring>
+
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
+namespace Vorna {
+namespace Orvane {
+
+bool isSoftwareRasterizer(const char* glRenderer)
+{
+    return glRenderer &&
+           (std::strstr(glRenderer, "llvmpipe") || std::strstr(glRenderer, "softpipe"));
+}
+
+void keepFreedMemoryForSoftwareRasterizer()
+{
+    static std::atomic<bool> done{false};
+    if (done.exchange(true))
+        return;
+#if defined(__GLIBC__)
+    // The rasteriser's scenes come and go in pieces of tens of MiB, several at a time. Up to
+    // the largest size the allocator would reach on its own, allocations come from its heaps,
+    // where freed memory is reused.
+    constexpr int kKeptBytes = 256 << 20;
+    constexpr int kHeapAllocationBytes = 32 << 20;
+    const bool kept = mallopt(M_TRIM_THRESHOLD, kKeptBytes) == 1 &&
+                      mallopt(M_MMAP_THRESHOLD, kHeapAllocationBytes) == 1;
+    qCInfo(orvane) << "software rasteriser: the allocator keeps freed memory for reuse" << kept;
+#endif
+}
+
+} // namespace Orvane
+} // namespace Vorna
