@@ -14,7 +14,9 @@ ZeroedPages::ZeroedPages(std::size_t bytes)
 #ifdef __linux__
     if (bytes == 0)
         return;
-    void* data = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    // Address space only: a page is backed once written, so a large reservation costs nothing.
+    void* data = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
+                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (data == MAP_FAILED)
         return;
 #ifdef MADV_HUGEPAGE

@@ -20,6 +20,10 @@ constexpr qint64 kReadPieceBytes = 1073741824;
 
 constexpr GLenum kExternalVirtualMemoryBuffer = 0x9160; // GL_EXTERNAL_VIRTUAL_MEMORY_BUFFER_AMD
 
+// Address space reserved for each attribute: the live cloud's limit of 240M points and a few
+// growth steps beyond it.
+constexpr qint64 kReservedVertices = 250000000;
+
 qint64 roundUp4096(qint64 bytes)
 {
     return (bytes + 4095) / 4096 * 4096;
@@ -108,19 +112,27 @@ qint64 IncrePtCommonWholeBuffer::bufferBytes(GLuint buffer)
     return bytes;
 }
 
-bool IncrePtCommonWholeBuffer::specifyStorage(GLuint buffer, qint64 bytes)
+bool IncrePtCommonWholeBuffer::specifyStorage(int index, GLuint buffer, qint64 bytes)
 {
     m_adopted.erase(buffer);
     if (m_adoptHostMemory) {
-        auto pages = std::make_unique<ZeroedPages>(static_cast<size_t>(bytes));
-        if (pages->data()) {
+        Adopted adopted;
+        const ZeroedPages* reserved =
+            index >= 0 && index < WDBI_AttribBufNum ? m_reserved[index].get() : nullptr;
+        if (reserved && static_cast<size_t>(bytes) <= reserved->size()) {
+            adopted.data = reserved->data();
+        } else {
+            adopted.own = std::make_unique<ZeroedPages>(static_cast<size_t>(bytes));
+            adopted.data = adopted.own->data();
+        }
+        if (adopted.data) {
             m_glFn->glBindBuffer(kExternalVirtualMemoryBuffer, buffer);
             m_glFn->glBufferData(kExternalVirtualMemoryBuffer, static_cast<GLsizeiptr>(bytes),
-                                 pages->data(), GL_DYNAMIC_DRAW);
+                                 adopted.data, GL_DYNAMIC_DRAW);
             m_glFn->glBindBuffer(kExternalVirtualMemoryBuffer, 0);
             m_glFn->glBindBuffer(GL_ARRAY_BUFFER, buffer);
             if (m_glFn->glGetError() == GL_NO_ERROR) {
-                m_adopted[buffer] = std::move(pages);
+                m_adopted[buffer] = std::move(adopted);
                 return true;
             }
         }
@@ -129,6 +141,14 @@ bool IncrePtCommonWholeBuffer::specifyStorage(GLuint buffer, qint64 bytes)
     m_glFn->glBindBuffer(GL_ARRAY_BUFFER, buffer);
     m_glFn->glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(bytes), nullptr, GL_DYNAMIC_DRAW);
     return false;
+}
+
+bool IncrePtCommonWholeBuffer::shareStorage(GLuint a, GLuint b) const
+{
+    const auto first = m_adopted.find(a);
+    const auto second = m_adopted.find(b);
+    return first != m_adopted.end() && second != m_adopted.end() &&
+           first->second.data == second->second.data;
 }
 
 void IncrePtCommonWholeBuffer::deleteBuffer(GLuint& buffer)
@@ -142,10 +162,10 @@ void IncrePtCommonWholeBuffer::deleteBuffer(GLuint& buffer)
     buffer = 0;
 }
 
-bool IncrePtCommonWholeBuffer::allocateZeroed(GLuint buffer, qint64 bytes)
+bool IncrePtCommonWholeBuffer::allocateZeroed(int index, GLuint buffer, qint64 bytes)
 {
     const qint64 rounded = roundUp4096(bytes);
-    if (specifyStorage(buffer, rounded))
+    if (specifyStorage(index, buffer, rounded))
         return true;
     // A refused allocation leaves its error for the caller to report.
     GLint64 actual = 0;
@@ -173,8 +193,15 @@ bool IncrePtCommonWholeBuffer::createAllBuf(GLsizeiptr vertNum)
     for (int index = 0; index < WDBI_AttribBufNum; ++index) {
         if (index == WDBI_Color && !m_hasColor)
             continue;
+        if (m_adoptHostMemory) {
+            m_reserved[index] = std::make_unique<ZeroedPages>(
+                static_cast<size_t>(roundUp4096(kReservedVertices * getBufElementSize(index))));
+            // Refused: each buffer gets pages of its own, and growing copies.
+            if (!m_reserved[index]->data())
+                m_reserved[index].reset();
+        }
         m_glFn->glGenBuffers(1, &m_buffArr[index]);
-        if (!allocateZeroed(m_buffArr[index],
+        if (!allocateZeroed(index, m_buffArr[index],
                             static_cast<qint64>(vertNum) * getBufElementSize(index))) {
             qCWarning(orvane) << "createAllBuf"
                               << "allocation failed, vertNum:" << vertNum;
@@ -192,6 +219,8 @@ void IncrePtCommonWholeBuffer::delAllBuf()
     for (GLuint& id : m_buffArr)
         deleteBuffer(id);
     m_buffArr.clear();
+    for (auto& reserved : m_reserved)
+        reserved.reset();
 }
 
 GLuint IncrePtCommonWholeBuffer::getBuf(int bufIndex)
@@ -300,7 +329,7 @@ ResizeResult IncrePtCommonWholeBuffer::autoResizeByVertNum(bool increaseUpdate, 
             return fail();
         }
         const qint64 rounded = roundUp4096(bytes);
-        if (!allocateZeroed(temporaries[index], bytes)) {
+        if (!allocateZeroed(index, temporaries[index], bytes)) {
             qCWarning(orvane) << "autoResizeByVertNum"
                               << "temporary buffer initialization allocation failed, new vertex "
                                  "count:"
@@ -326,6 +355,11 @@ ResizeResult IncrePtCommonWholeBuffer::autoResizeByVertNum(bool increaseUpdate, 
                        << "=== glBufferData succeed, tempDataBuffer byte: " << actual
                        << ", need byte: " << rounded << ", newVertexCount is:" << newVertexCount
                        << ", error:" << sizeError;
+        // A longer view of the same pages holds the points already.
+        if (shareStorage(temporaries[index], old)) {
+            m_glFn->glBindBuffer(GL_ARRAY_BUFFER, 0);
+            continue;
+        }
         m_glFn->glBindBuffer(GL_COPY_READ_BUFFER, old);
         GLint64 copySize = 0;
         m_glFn->glGetBufferParameteri64v(GL_COPY_READ_BUFFER, GL_BUFFER_SIZE, &copySize);
@@ -462,7 +496,7 @@ bool IncrePtCommonWholeBuffer::wholeUpdate(Vec3ArrayRef vertArr, Vec3ArrayRef no
             continue;
         }
         if (bufferBytes(buffer) < need)
-            specifyStorage(buffer, need + 500000 * size);
+            specifyStorage(index, buffer, need + 500000 * size);
         if (!host[index]) {
             qCInfo(orvane) << op << "dataPtr is null, bufIndex:" << index;
             continue;

@@ -126,17 +126,21 @@ public:
     static void unmapBufferIOS(QOpenGLFunc* fn, unsigned bufferId);
 
 protected:
-    // A buffer of `bytes` rounded up to 4096, all zero: unwritten vertices must read as zero.
-    // Virtual so that tests can make one allocation fail, as a full GPU would.
-    virtual bool allocateZeroed(GLuint buffer, qint64 bytes);
+    // A buffer of `bytes` rounded up to 4096 for attribute `index`, zero wherever the buffer it
+    // replaces held nothing: unwritten vertices must read as zero. Virtual so that tests can
+    // make one allocation fail, as a full GPU would.
+    virtual bool allocateZeroed(int index, GLuint buffer, qint64 bytes);
 
 private:
     bool createAllBuf(GLsizeiptr vertNum);
     void delAllBuf();
     qint64 bufferBytes(GLuint buffer);
-    // New storage of `bytes` for the bound GL_ARRAY_BUFFER `buffer`; returns whether it is
-    // known to be zero already. Errors are left for the caller.
-    bool specifyStorage(GLuint buffer, qint64 bytes);
+    // New storage of `bytes` for the bound GL_ARRAY_BUFFER `buffer` of attribute `index`;
+    // returns whether it is host memory of ours, zero past what the attribute's earlier buffers
+    // held. Errors are left for the caller.
+    bool specifyStorage(int index, GLuint buffer, qint64 bytes);
+    // Whether two buffers are views of the same host memory, so that one holds the other's data.
+    bool shareStorage(GLuint a, GLuint b) const;
     // Deletes a buffer and frees the host memory it had adopted, if any.
     void deleteBuffer(GLuint& buffer);
 
@@ -145,9 +149,16 @@ private:
     int m_initVertNum = 5000000;
     int m_expandVertNum = 2000000;
     // Where buffer storage is host memory anyway (a software rasteriser with
-    // GL_AMD_pinned_memory), buffers adopt zeroed pages of our own, freed with the buffer.
+    // GL_AMD_pinned_memory), buffers adopt zeroed pages of our own. Each attribute reserves
+    // address space for the largest cloud up front, so that a grown buffer is a longer view of
+    // the same pages and growing copies nothing; pages are only used once written.
+    struct Adopted {
+        const void* data = nullptr;
+        std::unique_ptr<ZeroedPages> own; // null for a view of the reservation
+    };
     bool m_adoptHostMemory = false;
-    std::map<GLuint, std::unique_ptr<ZeroedPages>> m_adopted;
+    std::map<GLuint, Adopted> m_adopted;
+    std::unique_ptr<ZeroedPages> m_reserved[WDBI_AttribBufNum];
 };
 
 } // namespace Orvane

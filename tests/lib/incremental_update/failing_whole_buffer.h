@@ -18,12 +18,12 @@ public:
     std::vector<GLuint> asked;
 
 protected:
-    bool allocateZeroed(GLuint buffer, qint64 bytes) override
+    bool allocateZeroed(int index, GLuint buffer, qint64 bytes) override
     {
         asked.push_back(buffer);
         if (allocations++ == failAt || failAlways)
             return false;
-        return IncrePtCommonWholeBuffer::allocateZeroed(buffer, bytes);
+        return IncrePtCommonWholeBuffer::allocateZeroed(index, buffer, bytes);
     }
 };
 

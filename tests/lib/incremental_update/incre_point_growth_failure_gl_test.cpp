@@ -40,8 +40,8 @@ std::shared_ptr<IncrePatchData> patchAt(int firstId, int count)
     return patch;
 }
 
-// Refuses, while `refuse` holds, the allocation at `failIndex` of every attempt to make the
-// four buffers (position, normal, colour, state), as a GPU out of memory would.
+// Refuses, while `refuse` holds, the allocation of attribute `failIndex` (position, normal,
+// colour, state) in every attempt to make the buffers, as a GPU out of memory would.
 class RefusingWholeBuffer : public IncrePtCommonWholeBuffer
 {
 public:
@@ -49,20 +49,12 @@ public:
     int failIndex = 0;
 
 protected:
-    bool allocateZeroed(GLuint buffer, qint64 bytes) override
+    bool allocateZeroed(int index, GLuint buffer, qint64 bytes) override
     {
-        const int index = m_inAttempt++;
-        if (refuse && index == failIndex) {
-            m_inAttempt = 0;
+        if (refuse && index == failIndex)
             return false;
-        }
-        if (m_inAttempt == WDBI_AttribBufNum)
-            m_inAttempt = 0;
-        return IncrePtCommonWholeBuffer::allocateZeroed(buffer, bytes);
+        return IncrePtCommonWholeBuffer::allocateZeroed(index, buffer, bytes);
     }
-
-private:
-    int m_inAttempt = 0;
 };
 
 class CloudWithFailingBuffers : public IncrePointGeometryApple
