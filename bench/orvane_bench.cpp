@@ -528,11 +528,15 @@ void runScenes(Canvas3DItem* canvas, const std::shared_ptr<std::atomic<int>>& fr
             print(ten ? "frame_ms_uniform_raw_gl_10M_orbit" : "frame_ms_uniform_raw_gl_1M_orbit",
                   median(plain), "ms");
         }
+    }
+    if (only.isEmpty() || only == "uniform" || only == "empty") {
         // What a frame costs before any point: the canvas's request, scene and hand-over to
         // QtQuick against the plain program's clear and finish.
+        RawGlCloud raw(1, 1280, 1024);
+        CloudBench bench(canvas, frames);
         bench.cloud()->setWholeSize(0);
         std::vector<double> ours, plain;
-        for (int step = 1; step <= 3; ++step) {
+        for (int step = 1; step <= 9; ++step) {
             ours.push_back(bench.frameMs());
             plain.push_back(raw.frameMs(0, eye));
         }
