@@ -528,6 +528,8 @@ void runScenes(Canvas3DItem* canvas, const std::shared_ptr<std::atomic<int>>& fr
             print(ten ? "frame_ms_uniform_raw_gl_10M_orbit" : "frame_ms_uniform_raw_gl_1M_orbit",
                   median(plain), "ms");
         }
+        // Stays in the scene: draw nothing from now on.
+        bench.cloud()->setWholeSize(0);
     }
     if (only.isEmpty() || only == "uniform" || only == "empty") {
         // What a frame costs before any point: the canvas's request, scene and hand-over to

@@ -95,9 +95,12 @@ TEST_F(WholeBufferTest, GrowthIsStrictAdditiveAndKeepsTheData)
     EXPECT_EQ(buffer->autoResizeByVertNum(false, static_cast<uint>(grown) + 5, 0), RR_Resized);
     EXPECT_EQ(buffer->capacity(), capacityFor(grown + 5 + 20000));
 
-    const std::vector<float> back = fetch(WDBI_Position, 100);
+    // The points are kept and everything past them, old room and new, still reads as zero.
+    const std::vector<float> back = fetch(WDBI_Position, static_cast<int>(grown) + 100);
     for (int i = 0; i < 100; ++i)
         EXPECT_FLOAT_EQ(back[i * 3], 1.0f + i) << i;
+    EXPECT_EQ(std::count(back.begin() + 300, back.end(), 0.0f),
+              static_cast<std::ptrdiff_t>(back.size()) - 300);
 }
 
 TEST_F(WholeBufferTest, OverflowingRequestsFailAndChangeNothing)
