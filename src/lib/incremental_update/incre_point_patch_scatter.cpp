@@ -166,8 +166,10 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
     const osg::Vec3Array& nrm = *patch->normArr;
     // Each worker owns the ids on its side of a split and walks the whole patch in order, so a
     // vertex sent twice keeps its last value, as a single pass would give.
+    // The last of each kind is the last in patch order, whichever worker met it.
     struct Tally {
         int invalid = 0, lastInvalid = 0, tooLarge = 0, lastTooLarge = 0;
+        size_t lastInvalidAt = 0, lastTooLargeAt = 0;
     };
     // One entry: fixed sizes, so the copies stay inline moves.
     const auto writeOne = [&](size_t i) {
@@ -209,12 +211,14 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
             if (vid < 0) {
                 ++tally.invalid;
                 tally.lastInvalid = vid;
+                tally.lastInvalidAt = i;
                 ++i;
                 continue;
             }
             if (vid >= bufferVertexCount) {
                 ++tally.tooLarge;
                 tally.lastTooLarge = vid;
+                tally.lastTooLargeAt = i;
                 ++i;
                 continue;
             }
@@ -243,9 +247,14 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
         scatter(-kAll, kAll, low);
     }
     const int invalid = low.invalid + high.invalid;
-    const int lastInvalid = high.invalid ? high.lastInvalid : low.lastInvalid;
+    const int lastInvalid = high.invalid && (!low.invalid || high.lastInvalidAt > low.lastInvalidAt)
+                                ? high.lastInvalid
+                                : low.lastInvalid;
     const int tooLarge = low.tooLarge + high.tooLarge;
-    const int lastTooLarge = high.tooLarge ? high.lastTooLarge : low.lastTooLarge;
+    const int lastTooLarge =
+        high.tooLarge && (!low.tooLarge || high.lastTooLargeAt > low.lastTooLargeAt)
+            ? high.lastTooLarge
+            : low.lastTooLarge;
     if (invalid || tooLarge)
         qCWarning(orvane) << "updatePatchToWholeBuffer"
                           << "patch contains invalid vertex ids"

@@ -273,6 +273,8 @@ TEST_F(LiveCloudTest, RunsRepeatsAndBadIdsInOneLargePatchLandInPatchOrder)
     }
     ids[35000] = -5;
     ids[36000] = 2000000000;
+    // Too large as well, but on the lower side of the threads' split, and later in the patch.
+    ids[37000] = 500000000;
     ids[kCount - 1] = 20000;
     auto patch = std::make_shared<IncrePatchData>();
     patch->vertArr = new osg::Vec3Array;
@@ -298,6 +300,8 @@ TEST_F(LiveCloudTest, RunsRepeatsAndBadIdsInOneLargePatchLandInPatchOrder)
     w.item()->frame();
     ASSERT_TRUE(waitUntil([&] { return cloud->queuedPatchCount() == 0; }));
     EXPECT_EQ(log.count("patch contains invalid vertex ids"), 1);
+    EXPECT_TRUE(log.contains("invalidVid: 1 lastInvalidVid: -5"));
+    EXPECT_TRUE(log.contains("tooLargeVid: 2 lastTooLargeVid: 500000000"));
     ASSERT_TRUE(end());
     auto* positions = dynamic_cast<osg::Vec3Array*>(cloud->getVertexAttribArray(0));
     auto* states = dynamic_cast<osg::ByteArray*>(cloud->getVertexAttribArray(4));
