@@ -29,8 +29,13 @@ void keepFreedMemoryForSoftwareRasterizer()
     // where freed memory is reused.
     constexpr int kKeptBytes = 256 << 20;
     constexpr int kHeapAllocationBytes = 32 << 20;
+    // A thread's arena grows in heaps of 64 MiB and unmaps a heap once it is empty, whatever
+    // the trim threshold: a frame that bins a little more than a heap holds then faults a new
+    // one in page by page. Padding the top by a whole heap keeps empty heaps.
+    constexpr int kThreadHeapBytes = 64 << 20;
     const bool kept = mallopt(M_TRIM_THRESHOLD, kKeptBytes) == 1 &&
-                      mallopt(M_MMAP_THRESHOLD, kHeapAllocationBytes) == 1;
+                      mallopt(M_MMAP_THRESHOLD, kHeapAllocationBytes) == 1 &&
+                      mallopt(M_TOP_PAD, kThreadHeapBytes) == 1;
     qCInfo(orvane) << "software rasteriser: the allocator keeps freed memory for reuse" << kept;
 #endif
 }

@@ -1,0 +1,72 @@
+// What the allocator does with a frame's worth of memory once it is freed, when it is told a
+// software rasteriser is drawing.
+#include "software_rasterizer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#if defined(__GLIBC__)
+#include <sys/resource.h>
+#endif
+
+using namespace Vorna::Orvane;
+
+namespace {
+
+#if defined(__GLIBC__) && !defined(ORVANE_SANITIZED)
+// Minor page faults of a thread that allocates and writes `rounds` times 96 MiB in 1 MiB pieces
+// and frees them after each round, as a rasteriser's scenes come and go: more than one of a
+// thread arena's 64 MiB heaps. The faults of the last round only.
+long faultsOfTheLastRound(int rounds)
+{
+    long faults = -1;
+    std::thread frame([&] {
+        constexpr size_t kPiece = size_t(1) << 20;
+        constexpr int kPieces = 96;
+        rusage before{};
+        for (int round = 0; round < rounds; ++round) {
+            getrusage(RUSAGE_THREAD, &before);
+            std::vector<char*> pieces;
+            for (int i = 0; i < kPieces; ++i) {
+                pieces.push_back(static_cast<char*>(std::malloc(kPiece)));
+                std::memset(pieces.back(), round + 1, kPiece);
+            }
+            for (char* piece : pieces)
+                std::free(piece);
+        }
+        rusage after{};
+        getrusage(RUSAGE_THREAD, &after);
+        faults = after.ru_minflt - before.ru_minflt;
+    });
+    frame.join();
+    return faults;
+}
+#endif
+
+} // namespace
+
+TEST(SoftwareRasterizerTest, OnlyMesasCpuRasterisersCount)
+{
+    EXPECT_TRUE(isSoftwareRasterizer("llvmpipe (LLVM 15.0.6, 256 bits)"));
+    EXPECT_TRUE(isSoftwareRasterizer("softpipe"));
+    EXPECT_FALSE(isSoftwareRasterizer("NVIDIA H100 PCIe/PCIe/SSE2"));
+    EXPECT_FALSE(isSoftwareRasterizer(""));
+    EXPECT_FALSE(isSoftwareRasterizer(nullptr));
+}
+
+TEST(SoftwareRasterizerTest, AFrameOfMemoryFreedAndTakenAgainFaultsNothingIn)
+{
+#if !defined(__GLIBC__)
+    GTEST_SKIP() << "glibc's allocator only";
+#elif defined(ORVANE_SANITIZED)
+    GTEST_SKIP() << "the sanitizer's allocator keeps freed memory in quarantine";
+#else
+    keepFreedMemoryForSoftwareRasterizer();
+    // 96 MiB in 4 KiB pages is 24576 faults; the first round pays them, the second reuses them.
+    EXPECT_GT(faultsOfTheLastRound(1), 20000);
+    EXPECT_LT(faultsOfTheLastRound(2), 1000);
+#endif
+}
