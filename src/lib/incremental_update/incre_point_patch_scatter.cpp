@@ -10,6 +10,7 @@
 #include <QOpenGLContext>
 #include <QString>
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -166,10 +167,11 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
     const osg::Vec3Array& nrm = *patch->normArr;
     // Each worker owns the ids on its side of a split and walks the whole patch in order, so a
     // vertex sent twice keeps its last value, as a single pass would give.
-    // The last of each kind is the last in patch order, whichever worker met it.
+    // Where in the patch the last of each kind was, -1 for none: the last in patch order is
+    // then the later of the two workers'.
     struct Tally {
-        int invalid = 0, lastInvalid = 0, tooLarge = 0, lastTooLarge = 0;
-        size_t lastInvalidAt = 0, lastTooLargeAt = 0;
+        int invalid = 0, tooLarge = 0;
+        std::ptrdiff_t lastInvalidAt = -1, lastTooLargeAt = -1;
     };
     // One entry: fixed sizes, so the copies stay inline moves.
     const auto writeOne = [&](size_t i) {
@@ -210,15 +212,13 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
             }
             if (vid < 0) {
                 ++tally.invalid;
-                tally.lastInvalid = vid;
-                tally.lastInvalidAt = i;
+                tally.lastInvalidAt = static_cast<std::ptrdiff_t>(i);
                 ++i;
                 continue;
             }
             if (vid >= bufferVertexCount) {
                 ++tally.tooLarge;
-                tally.lastTooLarge = vid;
-                tally.lastTooLargeAt = i;
+                tally.lastTooLargeAt = static_cast<std::ptrdiff_t>(i);
                 ++i;
                 continue;
             }
@@ -247,14 +247,13 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
         scatter(-kAll, kAll, low);
     }
     const int invalid = low.invalid + high.invalid;
-    const int lastInvalid = high.invalid && (!low.invalid || high.lastInvalidAt > low.lastInvalidAt)
-                                ? high.lastInvalid
-                                : low.lastInvalid;
+    const auto idAt = [&](std::ptrdiff_t a, std::ptrdiff_t b) {
+        const std::ptrdiff_t at = std::max(a, b);
+        return at < 0 ? 0 : ids[static_cast<size_t>(at)];
+    };
+    const int lastInvalid = idAt(low.lastInvalidAt, high.lastInvalidAt);
     const int tooLarge = low.tooLarge + high.tooLarge;
-    const int lastTooLarge =
-        high.tooLarge && (!low.tooLarge || high.lastTooLargeAt > low.lastTooLargeAt)
-            ? high.lastTooLarge
-            : low.lastTooLarge;
+    const int lastTooLarge = idAt(low.lastTooLargeAt, high.lastTooLargeAt);
     if (invalid || tooLarge)
         qCWarning(orvane) << "updatePatchToWholeBuffer"
                           << "patch contains invalid vertex ids"
