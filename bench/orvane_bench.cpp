@@ -450,14 +450,19 @@ void runScenes(Canvas3DItem* canvas, const std::shared_ptr<std::atomic<int>>& fr
         // The same frame with the plain program's point size: how much of the gap is the
         // three-pixel points' extra fragments.
         osg::ref_ptr<osg::StateSet> cloudState = bench.cloud()->getOrCreateStateSet();
-        canvas->addOperation(new LambdaOperation([cloudState](RenderInfo&) {
-            cloudState->addUniform(new osg::Uniform("pointSize", 1.0f));
-        }));
+        const auto onePixelPoints = [&](bool on) {
+            canvas->addOperation(new LambdaOperation([cloudState, on](RenderInfo&) {
+                if (on)
+                    cloudState->addUniform(new osg::Uniform("pointSize", 1.0f));
+                else
+                    cloudState->removeUniform("pointSize");
+            }));
+        };
+        onePixelPoints(true);
         ours.clear();
         for (int i = 0; i < 3; ++i)
             ours.push_back(bench.frameMs());
-        canvas->addOperation(new LambdaOperation(
-            [cloudState](RenderInfo&) { cloudState->removeUniform("pointSize"); }));
+        onePixelPoints(false);
         print("frame_ms_blob_1px_20M", median(ours), "ms");
 
         std::mt19937 generator(5);
@@ -494,17 +499,14 @@ void runScenes(Canvas3DItem* canvas, const std::shared_ptr<std::atomic<int>>& fr
         print("frame_ms_blob_raw_gl_1M", median(plain), "ms");
         print("frame_ms_blob_raw_gl_every_20th_of_20M", median(spread), "ms");
         // The same turn with one-pixel points: how much of the gap is the points' size.
-        canvas->addOperation(new LambdaOperation([cloudState](RenderInfo&) {
-            cloudState->addUniform(new osg::Uniform("pointSize", 1.0f));
-        }));
+        onePixelPoints(true);
         ours.clear();
         for (int step = 4; step <= 6; ++step) {
             orbitEye(step, eye);
             setSceneCamera(canvas, eye);
             ours.push_back(bench.frameMs());
         }
-        canvas->addOperation(new LambdaOperation(
-            [cloudState](RenderInfo&) { cloudState->removeUniform("pointSize"); }));
+        onePixelPoints(false);
         print("frame_ms_budget_1px_1M_of_20M", median(ours), "ms");
         // From the last camera move to the full frame that follows unasked.
         const uint32_t whole = bench.cloud()->wholeSize();

@@ -17,6 +17,30 @@ using namespace Vorna::Orvane;
 namespace {
 
 #if defined(__GLIBC__) && !defined(ORVANE_SANITIZED)
+long minorFaultsOfThisThread()
+{
+    rusage usage{};
+    getrusage(RUSAGE_THREAD, &usage);
+    return usage.ru_minflt;
+}
+
+// `count` pieces of `bytes` each, every page written.
+std::vector<char*> takeAndWrite(size_t bytes, int count, int fill)
+{
+    std::vector<char*> pieces;
+    for (int i = 0; i < count; ++i) {
+        pieces.push_back(static_cast<char*>(std::malloc(bytes)));
+        std::memset(pieces.back(), fill, bytes);
+    }
+    return pieces;
+}
+
+void freeAll(const std::vector<char*>& pieces)
+{
+    for (char* piece : pieces)
+        std::free(piece);
+}
+
 // Minor page faults of a thread that allocates and writes `rounds` times 96 MiB in 1 MiB pieces
 // and frees them after each round, as a rasteriser's scenes come and go: more than one of a
 // thread arena's 64 MiB heaps. The faults of the last round only.
@@ -24,22 +48,11 @@ long faultsOfTheLastRound(int rounds)
 {
     long faults = -1;
     std::thread frame([&] {
-        constexpr size_t kPiece = size_t(1) << 20;
-        constexpr int kPieces = 96;
-        rusage before{};
         for (int round = 0; round < rounds; ++round) {
-            getrusage(RUSAGE_THREAD, &before);
-            std::vector<char*> pieces;
-            for (int i = 0; i < kPieces; ++i) {
-                pieces.push_back(static_cast<char*>(std::malloc(kPiece)));
-                std::memset(pieces.back(), round + 1, kPiece);
-            }
-            for (char* piece : pieces)
-                std::free(piece);
+            const long before = minorFaultsOfThisThread();
+            freeAll(takeAndWrite(size_t(1) << 20, 96, round + 1));
+            faults = minorFaultsOfThisThread() - before;
         }
-        rusage after{};
-        getrusage(RUSAGE_THREAD, &after);
-        faults = after.ru_minflt - before.ru_minflt;
     });
     frame.join();
     return faults;
@@ -50,24 +63,12 @@ long faultsOfTheLastRound(int rounds)
 // first backlog, as the render thread frees what a scanner thread made.
 long faultsOfASecondBacklog()
 {
-    constexpr size_t kPiece = 1200000;
-    constexpr int kPieces = 256;
     long faults = -1;
     for (int round = 0; round < 2; ++round) {
-        rusage before{};
-        getrusage(RUSAGE_THREAD, &before);
-        std::vector<char*> pieces;
-        for (int i = 0; i < kPieces; ++i) {
-            pieces.push_back(static_cast<char*>(std::malloc(kPiece)));
-            std::memset(pieces.back(), round + 1, kPiece);
-        }
-        rusage after{};
-        getrusage(RUSAGE_THREAD, &after);
-        faults = after.ru_minflt - before.ru_minflt;
-        std::thread render([&] {
-            for (char* piece : pieces)
-                std::free(piece);
-        });
+        const long before = minorFaultsOfThisThread();
+        const std::vector<char*> pieces = takeAndWrite(1200000, 256, round + 1);
+        faults = minorFaultsOfThisThread() - before;
+        std::thread render([&] { freeAll(pieces); });
         render.join();
     }
     return faults;
