@@ -8,9 +8,9 @@
 #include <QString>
 #include <array>
 #include <atomic>
+#include <deque>
 #include <memory>
 #include <osg/Texture2D>
-#include <queue>
 #include <thread>
 
 namespace Vorna {
@@ -133,9 +133,14 @@ private:
     bool resizeBuffer();
     bool expandWholeFrameIdBuffer(uint32_t vertexCount);
     void updateIncreasePatchs();
-    void updatePatch();
+    // Scatters the first `count` queued patches into the whole-cloud buffers, mapped once for
+    // all of them, and takes them off the queue.
+    void updatePatches(size_t count);
+    // Whether a patch's arrays agree with one another; logs why not.
+    bool isPatchUsable(const IncrePatchData& patch) const;
+    void scatterPatches(const std::vector<const IncrePatchData*>& patches,
+                        const WholePointBufferData& mapped);
     void updatePatchToWhole();
-    void updatePatchToWholeBuffer(IncrePatchData* patch, const WholePointBufferData& data);
     void updateFrameMatrixBuffer();
     void drawWhole(osg::RenderInfo& renderInfo);
     // Every how many points the frame draws one: 1, or more under a budget while the view or
@@ -156,7 +161,10 @@ private:
                                          std::vector<osg::Matrixf>& matrices);
     void bakeCutPlane(osg::Vec3Array* positions, osg::ByteArray* states) const;
     std::shared_ptr<IncrePatchData> frontPatch();
+    // The first `count` queued patches, or all there are; they stay queued.
+    std::vector<std::shared_ptr<IncrePatchData>> frontPatches(size_t count);
     void popPatch();
+    void popPatches(size_t count);
     qint64 getBufferByteSize(GLuint id);
     void* getBufAddress(GLuint id);
     // Prints the context's extensions; sparse buffers would be noted, but none are used.
@@ -172,7 +180,7 @@ private:
     std::array<std::unique_ptr<GLShader>, 4> m_drawVariants;
     GLShader* m_drawProgram = nullptr;
     QMutex m_patchMutex;
-    std::queue<std::shared_ptr<IncrePatchData>> m_queuePatchData;
+    std::deque<std::shared_ptr<IncrePatchData>> m_queuePatchData;
     std::atomic<int> m_patchVertexSize{0};
     bool m_hasState = false;
     bool m_bRigidScan = false;

@@ -56,7 +56,7 @@ void IncrePointGeometryApple::addIncreasePatchData(std::shared_ptr<IncrePatchDat
         qCInfo(orvane) << "frameDbgLog" << line;
     }
     QMutexLocker lock(&m_patchMutex);
-    m_queuePatchData.push(std::move(patch));
+    m_queuePatchData.push_back(std::move(patch));
 }
 
 std::shared_ptr<IncrePatchData> IncrePointGeometryApple::frontPatch()
@@ -65,11 +65,25 @@ std::shared_ptr<IncrePatchData> IncrePointGeometryApple::frontPatch()
     return m_queuePatchData.empty() ? nullptr : m_queuePatchData.front();
 }
 
-void IncrePointGeometryApple::popPatch()
+std::vector<std::shared_ptr<IncrePatchData>> IncrePointGeometryApple::frontPatches(size_t count)
 {
     QMutexLocker lock(&m_patchMutex);
-    if (!m_queuePatchData.empty())
-        m_queuePatchData.pop();
+    const size_t taken = std::min(count, m_queuePatchData.size());
+    return {m_queuePatchData.begin(),
+            m_queuePatchData.begin() + static_cast<std::ptrdiff_t>(taken)};
+}
+
+void IncrePointGeometryApple::popPatch()
+{
+    popPatches(1);
+}
+
+void IncrePointGeometryApple::popPatches(size_t count)
+{
+    QMutexLocker lock(&m_patchMutex);
+    const size_t popped = std::min(count, m_queuePatchData.size());
+    m_queuePatchData.erase(m_queuePatchData.begin(),
+                           m_queuePatchData.begin() + static_cast<std::ptrdiff_t>(popped));
 }
 
 size_t IncrePointGeometryApple::queuedPatchCount()

@@ -34,13 +34,13 @@ const char* nullOr(const void* p)
 void IncrePointGeometryApple::updateIncreasePatchs()
 {
     // Only what is queued now: producers that keep pushing must not hold the frame forever.
-    size_t count = queuedPatchCount();
+    const size_t count = queuedPatchCount();
     if (!count)
         return;
-    for (; count > 0 && queuedPatchCount(); --count) {
-        if (m_isIncreaseUpdate)
-            updatePatch();
-        else
+    if (m_isIncreaseUpdate) {
+        updatePatches(count);
+    } else {
+        for (size_t left = count; left > 0 && queuedPatchCount(); --left)
             updatePatchToWhole();
     }
     m_patchVertexSize = 0;
@@ -66,48 +66,61 @@ void* IncrePointGeometryApple::getBufAddress(GLuint id)
     return m_gl->glMapBufferRange(GL_ARRAY_BUFFER, 0, bytes, 18);
 }
 
-void IncrePointGeometryApple::updatePatch()
+bool IncrePointGeometryApple::isPatchUsable(const IncrePatchData& patch) const
 {
-    if (!m_gl)
-        return;
-    std::shared_ptr<IncrePatchData> patch = frontPatch();
-    if (!patch)
-        return;
-    // The patch leaves the queue whatever becomes of it.
-    struct Pop {
-        IncrePointGeometryApple* self;
-        ~Pop() { self->popPatch(); }
-    } pop{this};
-
-    const bool hasColor = patch->clrArr && m_hasColor;
-    if (!patch->vertArr || !patch->normArr) {
+    const bool hasColor = patch.clrArr && m_hasColor;
+    if (!patch.vertArr || !patch.normArr) {
         qCWarning(orvane) << "updatePatch"
-                          << "Unexpected patchData, vertArr:" << nullOr(patch->vertArr.get())
-                          << ", normArr:" << nullOr(patch->normArr.get())
-                          << ", clrArr:" << nullOr(patch->clrArr.get());
-        return;
+                          << "Unexpected patchData, vertArr:" << nullOr(patch.vertArr.get())
+                          << ", normArr:" << nullOr(patch.normArr.get())
+                          << ", clrArr:" << nullOr(patch.clrArr.get());
+        return false;
     }
-    const size_t n = patch->vertArr->size();
-    const bool hasState = patch->stateArr && patch->stateArr->size() == n;
+    const size_t n = patch.vertArr->size();
     // A colour array of another count would be read past its end by the scatter.
-    if (patch->normArr->size() != n || patch->patchIdData.size() != n ||
-        (patch->stateArr && patch->stateArr->size() != n) ||
-        (!m_bRigidScan && patch->patchFrameIdData.size() != n) ||
-        (hasColor && patch->clrArr->size() != n)) {
+    if (patch.normArr->size() != n || patch.patchIdData.size() != n ||
+        (patch.stateArr && patch.stateArr->size() != n) ||
+        (!m_bRigidScan && patch.patchFrameIdData.size() != n) ||
+        (hasColor && patch.clrArr->size() != n)) {
         qCWarning(orvane) << "updatePatch"
                           << "Unexpected patchData size, vertex:" << n
-                          << ", normal:" << patch->normArr->size()
-                          << ", patchId:" << patch->patchIdData.size()
-                          << ", state:" << (patch->stateArr ? patch->stateArr->size() : 0u)
-                          << ", frameId:" << patch->patchFrameIdData.size()
-                          << ", color:" << (patch->clrArr ? patch->clrArr->size() : 0u);
-        return;
+                          << ", normal:" << patch.normArr->size()
+                          << ", patchId:" << patch.patchIdData.size()
+                          << ", state:" << (patch.stateArr ? patch.stateArr->size() : 0u)
+                          << ", frameId:" << patch.patchFrameIdData.size()
+                          << ", color:" << (patch.clrArr ? patch.clrArr->size() : 0u);
+        return false;
     }
     if (n == 0) {
         qCWarning(orvane) << "updatePatch"
                           << "Unexpected vertPathDataSize:" << n;
-        return;
+        return false;
     }
+    return true;
+}
+
+void IncrePointGeometryApple::updatePatches(size_t count)
+{
+    if (!m_gl)
+        return;
+    const std::vector<std::shared_ptr<IncrePatchData>> batch = frontPatches(count);
+    // The patches leave the queue whatever becomes of them.
+    struct Pop {
+        IncrePointGeometryApple* self;
+        size_t count;
+        ~Pop() { self->popPatches(count); }
+    } pop{this, batch.size()};
+
+    std::vector<const IncrePatchData*> usable;
+    bool anyColor = false;
+    for (const std::shared_ptr<IncrePatchData>& patch : batch) {
+        if (!patch || !isPatchUsable(*patch))
+            continue;
+        usable.push_back(patch.get());
+        anyColor = anyColor || (patch->clrArr && m_hasColor);
+    }
+    if (usable.empty())
+        return;
     std::vector<GLuint> mapped;
     const auto map = [&](GLuint id) -> void* {
         if (!id)
@@ -121,7 +134,7 @@ void IncrePointGeometryApple::updatePatch()
     data.position = static_cast<float*>(map(m_wholeDataBuf->getBuf(WDBI_Position)));
     Q_ASSERT_X(data.position, "updatePatch", "glPosBufAddress");
     data.normal = static_cast<float*>(map(m_wholeDataBuf->getBuf(WDBI_Normal)));
-    if (hasColor) {
+    if (anyColor) {
         const GLuint color = m_wholeDataBuf->getBuf(WDBI_Color);
         if (!color)
             qCWarning(orvane) << "updatePatch"
@@ -140,11 +153,9 @@ void IncrePointGeometryApple::updatePatch()
                               << m_increGLBuffer.wholeFrameIdBuffer;
         data.frameId = static_cast<int*>(map(m_increGLBuffer.wholeFrameIdBuffer));
     }
-    data.hasColor = hasColor && data.color;
-    data.hasState = hasState;
     data.hasFrameId = !m_bRigidScan && data.frameId;
     if (data.position && data.normal)
-        updatePatchToWholeBuffer(patch.get(), data);
+        scatterPatches(usable, data);
     for (GLuint id : mapped) {
         m_gl->glBindBuffer(GL_ARRAY_BUFFER, id);
         m_gl->glUnmapBuffer(GL_ARRAY_BUFFER);
@@ -152,57 +163,58 @@ void IncrePointGeometryApple::updatePatch()
     m_gl->glBindBuffer(GL_ARRAY_BUFFER, 0);
 }
 
-void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
-                                                       const WholePointBufferData& data)
+void IncrePointGeometryApple::scatterPatches(const std::vector<const IncrePatchData*>& patches,
+                                             const WholePointBufferData& mapped)
 {
-    if (!patch) {
-        qCWarning(orvane) << "updatePatchToWholeBuffer"
-                          << "pPatch null!";
-        return;
-    }
     const qint64 positionBytes = getBufferByteSize(m_wholeDataBuf->getBuf(WDBI_Position));
     const qint64 bufferVertexCount = positionBytes < 1 ? 0 : positionBytes / 12;
-    const std::vector<int>& ids = patch->patchIdData;
-    const osg::Vec3Array& v = *patch->vertArr;
-    const osg::Vec3Array& nrm = *patch->normArr;
-    // Each worker owns the ids on its side of a split and walks the whole patch in order, so a
-    // vertex sent twice keeps its last value, as a single pass would give.
+    // Each worker owns the ids on its side of one split for the whole batch and walks every
+    // patch in queue order, so a vertex sent twice, in one patch or in two, keeps its last
+    // value, as a single pass would give. One split per frame, not per patch: waking a second
+    // core costs up to a millisecond here, as much as scattering a sixth of a 100k patch.
     // Where in the patch the last of each kind was, -1 for none: the last in patch order is
     // then the later of the two workers'.
     struct Tally {
         int invalid = 0, tooLarge = 0;
         std::ptrdiff_t lastInvalidAt = -1, lastTooLargeAt = -1;
     };
-    // One entry: fixed sizes, so the copies stay inline moves.
-    const auto writeOne = [&](size_t i) {
-        const qint64 vid = ids[i];
-        std::memcpy(data.position + 3 * vid, v[i].ptr(), 12);
-        std::memcpy(data.normal + 3 * vid, nrm[i].ptr(), 12);
-        if (data.hasColor)
-            std::memcpy(data.color + 3 * vid, (*patch->clrArr)[i].ptr(), 12);
-        // A patch without states clears the states of what it touches.
-        if (data.state)
-            data.state[vid] = data.hasState ? (*patch->stateArr)[i] : 0;
-        if (data.hasFrameId)
-            data.frameId[vid] = patch->patchFrameIdData[i];
-    };
-    // Entries [i, i + count) of the patch, whose ids run consecutively from ids[i].
-    const auto writeRun = [&](size_t i, size_t count) {
-        const qint64 vid = ids[i];
-        std::memcpy(data.position + 3 * vid, v[i].ptr(), 12 * count);
-        std::memcpy(data.normal + 3 * vid, nrm[i].ptr(), 12 * count);
-        if (data.hasColor)
-            std::memcpy(data.color + 3 * vid, (*patch->clrArr)[i].ptr(), 12 * count);
-        if (data.state) {
-            if (data.hasState)
-                std::memcpy(data.state + vid, &(*patch->stateArr)[i], count);
-            else
-                std::memset(data.state + vid, 0, count);
-        }
-        if (data.hasFrameId)
-            std::memcpy(data.frameId + vid, &patch->patchFrameIdData[i], 4 * count);
-    };
-    const auto scatter = [&](qint64 firstId, qint64 endId, Tally& tally) {
+    const auto scatterPatch = [&](const IncrePatchData& patch, qint64 firstId, qint64 endId,
+                                  Tally& tally) {
+        WholePointBufferData data = mapped;
+        data.hasColor = patch.clrArr && m_hasColor && data.color;
+        data.hasState = static_cast<bool>(patch.stateArr);
+        const std::vector<int>& ids = patch.patchIdData;
+        const osg::Vec3Array& v = *patch.vertArr;
+        const osg::Vec3Array& nrm = *patch.normArr;
+        // One entry: fixed sizes, so the copies stay inline moves.
+        const auto writeOne = [&](size_t i) {
+            const qint64 vid = ids[i];
+            std::memcpy(data.position + 3 * vid, v[i].ptr(), 12);
+            std::memcpy(data.normal + 3 * vid, nrm[i].ptr(), 12);
+            if (data.hasColor)
+                std::memcpy(data.color + 3 * vid, (*patch.clrArr)[i].ptr(), 12);
+            // A patch without states clears the states of what it touches.
+            if (data.state)
+                data.state[vid] = data.hasState ? (*patch.stateArr)[i] : 0;
+            if (data.hasFrameId)
+                data.frameId[vid] = patch.patchFrameIdData[i];
+        };
+        // Entries [i, i + count) of the patch, whose ids run consecutively from ids[i].
+        const auto writeRun = [&](size_t i, size_t count) {
+            const qint64 vid = ids[i];
+            std::memcpy(data.position + 3 * vid, v[i].ptr(), 12 * count);
+            std::memcpy(data.normal + 3 * vid, nrm[i].ptr(), 12 * count);
+            if (data.hasColor)
+                std::memcpy(data.color + 3 * vid, (*patch.clrArr)[i].ptr(), 12 * count);
+            if (data.state) {
+                if (data.hasState)
+                    std::memcpy(data.state + vid, &(*patch.stateArr)[i], count);
+                else
+                    std::memset(data.state + vid, 0, count);
+            }
+            if (data.hasFrameId)
+                std::memcpy(data.frameId + vid, &patch.patchFrameIdData[i], 4 * count);
+        };
         const qint64 last = std::min(endId, bufferVertexCount);
         for (size_t i = 0; i < ids.size();) {
             const int vid = ids[i];
@@ -233,34 +245,50 @@ void IncrePointGeometryApple::updatePatchToWholeBuffer(IncrePatchData* patch,
             i = j;
         }
     };
+    const size_t count = patches.size();
+    std::vector<Tally> low(count), high(count);
+    const auto scatterAll = [&](qint64 firstId, qint64 endId, std::vector<Tally>& tallies) {
+        for (size_t k = 0; k < count; ++k)
+            scatterPatch(*patches[k], firstId, endId, tallies[k]);
+    };
     constexpr qint64 kAll = std::numeric_limits<qint64>::max();
-    Tally low, high;
+    size_t entries = 0;
+    int minId = std::numeric_limits<int>::max(), maxId = std::numeric_limits<int>::min();
+    for (const IncrePatchData* patch : patches) {
+        entries += patch->patchIdData.size();
+        const auto [least, most] =
+            std::minmax_element(patch->patchIdData.begin(), patch->patchIdData.end());
+        minId = std::min(minId, *least);
+        maxId = std::max(maxId, *most);
+    }
     // Below this a second thread costs more than it saves.
-    constexpr size_t kParallelPatch = 16384;
-    if (ids.size() >= kParallelPatch && std::thread::hardware_concurrency() > 1) {
-        const auto [minId, maxId] = std::minmax_element(ids.begin(), ids.end());
-        const qint64 split = (static_cast<qint64>(*minId) + *maxId) / 2 + 1;
-        std::thread worker(scatter, split, kAll, std::ref(high));
-        scatter(-kAll, split, low);
+    constexpr size_t kParallelEntries = 16384;
+    if (entries >= kParallelEntries && std::thread::hardware_concurrency() > 1) {
+        const qint64 split = (static_cast<qint64>(minId) + maxId) / 2 + 1;
+        std::thread worker(scatterAll, split, kAll, std::ref(high));
+        scatterAll(-kAll, split, low);
         worker.join();
     } else {
-        scatter(-kAll, kAll, low);
+        scatterAll(-kAll, kAll, low);
     }
-    const int invalid = low.invalid + high.invalid;
-    const auto idAt = [&](std::ptrdiff_t a, std::ptrdiff_t b) {
-        const std::ptrdiff_t at = std::max(a, b);
-        return at < 0 ? 0 : ids[static_cast<size_t>(at)];
-    };
-    const int lastInvalid = idAt(low.lastInvalidAt, high.lastInvalidAt);
-    const int tooLarge = low.tooLarge + high.tooLarge;
-    const int lastTooLarge = idAt(low.lastTooLargeAt, high.lastTooLargeAt);
-    if (invalid || tooLarge)
-        qCWarning(orvane) << "updatePatchToWholeBuffer"
-                          << "patch contains invalid vertex ids"
-                          << "invalidVid:" << invalid << "lastInvalidVid:" << lastInvalid
-                          << "tooLargeVid:" << tooLarge << "lastTooLargeVid:" << lastTooLarge
-                          << "bufferVertexCount:" << bufferVertexCount
-                          << "patchVertexCount:" << patch->patchIdData.size();
+    for (size_t k = 0; k < count; ++k) {
+        const std::vector<int>& ids = patches[k]->patchIdData;
+        const auto idAt = [&](std::ptrdiff_t a, std::ptrdiff_t b) {
+            const std::ptrdiff_t at = std::max(a, b);
+            return at < 0 ? 0 : ids[static_cast<size_t>(at)];
+        };
+        const int invalid = low[k].invalid + high[k].invalid;
+        const int lastInvalid = idAt(low[k].lastInvalidAt, high[k].lastInvalidAt);
+        const int tooLarge = low[k].tooLarge + high[k].tooLarge;
+        const int lastTooLarge = idAt(low[k].lastTooLargeAt, high[k].lastTooLargeAt);
+        if (invalid || tooLarge)
+            qCWarning(orvane) << "updatePatchToWholeBuffer"
+                              << "patch contains invalid vertex ids"
+                              << "invalidVid:" << invalid << "lastInvalidVid:" << lastInvalid
+                              << "tooLargeVid:" << tooLarge << "lastTooLargeVid:" << lastTooLarge
+                              << "bufferVertexCount:" << bufferVertexCount
+                              << "patchVertexCount:" << ids.size();
+    }
 }
 
 void IncrePointGeometryApple::updatePatchToWhole()

@@ -318,6 +318,42 @@ TEST_F(LiveCloudTest, RunsRepeatsAndBadIdsInOneLargePatchLandInPatchOrder)
     }
 }
 
+TEST_F(LiveCloudTest, LargePatchesTakenInOneFrameLandInQueueOrder)
+{
+    // Two threads share a frame's patches by id; two patches over different id ranges rewrite
+    // the same ids, and the later patch must win every one of them.
+    constexpr int kCloud = 60000;
+    const auto patchOf = [](int firstId, int count, float tag) {
+        auto patch = std::make_shared<IncrePatchData>();
+        patch->vertArr = new osg::Vec3Array;
+        patch->normArr = new osg::Vec3Array;
+        for (int i = 0; i < count; ++i) {
+            patch->vertArr->push_back(osg::Vec3(tag, static_cast<float>(firstId + i), 0.5f));
+            patch->normArr->push_back(osg::Vec3(0, -1, 0));
+            patch->patchIdData.push_back(firstId + i);
+        }
+        return patch;
+    };
+    start(true, false);
+    cloud->setWholeSize(kCloud);
+    cloud->setPatchVertexSize(kCloud);
+    // Both queued inside one operation, so that the frame after it takes them together.
+    ASSERT_TRUE(w.run(nullptr, [&](RenderInfo&) {
+        cloud->addIncreasePatchData(patchOf(0, 40000, 1.0f));
+        cloud->addIncreasePatchData(patchOf(20000, 40000, 2.0f));
+    }));
+    w.item()->frame();
+    ASSERT_TRUE(waitUntil([&] { return cloud->queuedPatchCount() == 0; }));
+    ASSERT_TRUE(end());
+    auto* positions = dynamic_cast<osg::Vec3Array*>(cloud->getVertexAttribArray(0));
+    ASSERT_TRUE(positions);
+    ASSERT_EQ(static_cast<int>(positions->size()), kCloud);
+    for (int id = 0; id < kCloud; ++id) {
+        ASSERT_EQ((*positions)[id].x(), id < 20000 ? 1.0f : 2.0f) << id;
+        ASSERT_EQ((*positions)[id].y(), static_cast<float>(id)) << id;
+    }
+}
+
 TEST_F(LiveCloudTest, MismatchedPatchesAreDroppedAndTheOthersLand)
 {
     start(true, false);
