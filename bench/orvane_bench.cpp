@@ -449,13 +449,17 @@ void runScenes(Canvas3DItem* canvas, const std::shared_ptr<std::atomic<int>>& fr
         print("frame_ms_blob_raw_gl_20M", median(plain), "ms");
         // The same frame with the plain program's point size: how much of the gap is the
         // three-pixel points' extra fragments.
-        osg::ref_ptr<osg::StateSet> cloudState = bench.cloud()->getOrCreateStateSet();
+        // On the cloud's parent: the cloud's program takes its state from the scene above it.
+        osg::ref_ptr<IncrePointGeometryApple> cloud = bench.cloud();
         const auto onePixelPoints = [&](bool on) {
-            canvas->addOperation(new LambdaOperation([cloudState, on](RenderInfo&) {
+            canvas->addOperation(new LambdaOperation([cloud, on](RenderInfo&) {
+                if (cloud->getNumParents() == 0)
+                    return;
+                osg::StateSet* state = cloud->getParent(0)->getOrCreateStateSet();
                 if (on)
-                    cloudState->addUniform(new osg::Uniform("pointSize", 1.0f));
+                    state->addUniform(new osg::Uniform("pointSize", 1.0f));
                 else
-                    cloudState->removeUniform("pointSize");
+                    state->removeUniform("pointSize");
             }));
         };
         onePixelPoints(true);
