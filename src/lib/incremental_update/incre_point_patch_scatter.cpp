@@ -114,7 +114,7 @@ void IncrePointGeometryApple::updatePatches(size_t count)
     std::vector<const IncrePatchData*> usable;
     bool anyColor = false;
     for (const std::shared_ptr<IncrePatchData>& patch : batch) {
-        if (!patch || !isPatchUsable(*patch))
+        if (!isPatchUsable(*patch))
             continue;
         usable.push_back(patch.get());
         anyColor = anyColor || (patch->clrArr && m_hasColor);
@@ -253,17 +253,18 @@ void IncrePointGeometryApple::scatterPatches(const std::vector<const IncrePatchD
     };
     constexpr qint64 kAll = std::numeric_limits<qint64>::max();
     size_t entries = 0;
-    int minId = std::numeric_limits<int>::max(), maxId = std::numeric_limits<int>::min();
-    for (const IncrePatchData* patch : patches) {
+    for (const IncrePatchData* patch : patches)
         entries += patch->patchIdData.size();
-        const auto [least, most] =
-            std::minmax_element(patch->patchIdData.begin(), patch->patchIdData.end());
-        minId = std::min(minId, *least);
-        maxId = std::max(maxId, *most);
-    }
     // Below this a second thread costs more than it saves.
     constexpr size_t kParallelEntries = 16384;
     if (entries >= kParallelEntries && std::thread::hardware_concurrency() > 1) {
+        int minId = std::numeric_limits<int>::max(), maxId = std::numeric_limits<int>::min();
+        for (const IncrePatchData* patch : patches) {
+            const auto [least, most] =
+                std::minmax_element(patch->patchIdData.begin(), patch->patchIdData.end());
+            minId = std::min(minId, *least);
+            maxId = std::max(maxId, *most);
+        }
         const qint64 split = (static_cast<qint64>(minId) + maxId) / 2 + 1;
         std::thread worker(scatterAll, split, kAll, std::ref(high));
         scatterAll(-kAll, split, low);
